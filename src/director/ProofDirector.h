@@ -1,0 +1,172 @@
+#pragma once
+// Replays one proof mechanism over the .pos file of one component: selects the proof
+// obligations each driver has to work on, runs writer, prover and reader as child
+// processes (in worker threads when concurrency > 1), turns verdicts into statuses in
+// the document and saves it after every job.
+
+#include "mechanism/Mechanism.h"
+#include "pos/pos.h"
+
+#include <QDomDocument>
+#include <QDomElement>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+class ProofDirector : public QObject {
+    Q_OBJECT
+
+public:
+    // (group index in the PO table, PO index inside the group), both 0-based.
+    using po_address_t = std::pair<unsigned long long, unsigned long long>;
+    // One inner vector per group of the PO table (normal mode).
+    using selection_t = std::vector<std::vector<po_address_t>>;
+
+    struct po_data_t {
+        pos::status_t status = pos::UNPROVED;
+        QStringList drivers;    // drivers still to play on this PO
+        QDomElement element;    // this mechanism's "Mechanism" element of the goal
+    };
+
+    struct writer_data_t {
+        std::filesystem::path cmd;
+        QStringList args;
+        QString po2filename;    // secondary PO file the writer must create
+        std::vector<po_address_t> positions;
+    };
+
+    struct prover_data_t {
+        std::filesystem::path cmdp;
+        QStringList argsp;
+        std::filesystem::path cmdr;
+        QStringList argsr;
+        QString inpath;
+        std::vector<po_address_t> addresses;  // answer i of the reader is for address i
+    };
+
+    using po_table_t = std::vector<std::pair<std::string, std::vector<po_data_t>>>;
+
+    // Reads the mechanism file (see isLoaded()); never throws for an unreadable one,
+    // but lets the mechanism reader's "map::at" and filesystem errors escape.
+    ProofDirector(const std::string& component, const std::string& mechanismFile,
+                  const std::string& posPath, const std::string& pogPath,
+                  const std::string& tempDir, const std::vector<std::string>& installDirs,
+                  bool xml, unsigned concurrency, int trace, const std::string& driverFilter,
+                  const std::string& poSelector, bool fastOnly);
+    ~ProofDirector() override;
+
+    bool isLoaded() const;
+    bool hasErrors() const;
+    std::string getMechanismName() const;
+
+    // First play: loads the .pos file and registers the mechanism (with every driver
+    // "Unproved") on goals that lack it. True when something was registered.
+    bool loadPosFile();
+    // Replay: loads the .pos file; a goal gets the drivers that had proved or disproved
+    // it before, when it and its mechanism element are "Unproved" again. False when the
+    // file is missing, unreadable or malformed, or a goal lacks this mechanism.
+    bool reloadPosFile();
+    // Writes the document to the existing .pos file atomically, author="proof_director".
+    // False, with nothing written, when the file does not exist or the document is empty.
+    bool savePosFile();
+    // Safe from another thread while workers run: kills every running tool, removes the
+    // secondary files and saves the document. The caller is expected to exit afterwards.
+    void stop();
+
+    void play();
+    void replay();
+    void playDrivers();
+    bool hasWork();
+    void writeAndProveJob();
+
+    void selectForDriver(selection_t& selection);
+    void produceWriterData(const QString& directory, const QString& pogFile,
+                           const selection_t& selection);
+    void produceProverData();
+
+    void writeJob();
+    void writeEntry(const unsigned long long& index);
+    void proveJob();
+    void proveEntry(const unsigned long long& index);
+    // Applies one reader answer ("Proved", "Unknown" or "Disproved") to the PO at
+    // `address` under the mechanism's trust rule. Caller holds statusMutex.
+    void updateStatus(const po_address_t& address, const QString& answer);
+
+    // Read access for diagnostics and tests.
+    const po_table_t& getPoTable() const { return poTable; }
+    const std::vector<writer_data_t>& getWriterJobs() const { return writerJobs; }
+    const std::vector<prover_data_t>& getProverJobs() const { return proverJobs; }
+    const QDomDocument& getDocument() const { return dom; }
+    const mechanism::mechanism_t& getMechanism() const { return mechanism; }
+    QList<QString> getErrors() const;
+    uint32_t getUnprovedCount() const { return unprovedCount; }
+    // Makes `d` the driver being played, as the driver loop does.
+    void setDriver(const mechanism::driver_t& d) { driver = d; }
+
+    friend std::ostream& operator<<(std::ostream& os, const ProofDirector& director);
+
+private:
+    void appendError(const QString& message);
+    void registerProcess(qint64 pid);
+    void unregisterProcess(qint64 pid);
+    void runWorkers();
+    bool openDocument();
+    void printHeadingsUpTo(unsigned long long group);
+    void printMark(pos::status_t status);
+
+    bool loaded = false;
+    mechanism::mechanism_t mechanism;
+    QString driverFilter;
+    QString poSelector;
+    QString posPath;
+    QString pogPath;
+    QString tempDir;
+    bool xml = false;
+    uint32_t concurrency = 1;
+    int32_t trace = 0;
+    bool fastOnly = false;
+    std::vector<std::string> installDirs;
+    QDomDocument dom;
+    std::string component;
+    // Guarded by errorMutex (appended by workers, read by hasErrors()).
+    QList<QString> errors;
+    // Pids of running tools, guarded by processMutex (held only to add, remove or kill).
+    std::vector<qint64> processes;
+    uint64_t nextJob = 0;
+    // Guards nextJob only; never held while a job runs.
+    std::mutex jobMutex;
+    mechanism::driver_t driver;
+    uint32_t operationCount = 0;
+    uint32_t unprovedCount = 0;
+    // Guards dom, poTable, writerJobs, the counters and the per-PO marks on stdout; a
+    // prover job holds it from its first heading to the end of its save.
+    std::mutex statusMutex;
+    po_table_t poTable;
+    std::vector<writer_data_t> writerJobs;
+    std::vector<prover_data_t> proverJobs;
+
+    mutable std::mutex errorMutex;
+    std::mutex processMutex;
+    bool stopping = false;  // guarded by processMutex: tools started after stop() die at once
+};
+
+std::ostream& operator<<(std::ostream& os, const ProofDirector::writer_data_t& job);
+std::ostream& operator<<(std::ostream& os, const ProofDirector::prover_data_t& job);
+std::ostream& operator<<(std::ostream& os, const ProofDirector::po_data_t& po);
+std::ostream& operator<<(std::ostream& os, const ProofDirector::po_table_t& table);
+
+// Appends the writer words of `tool`'s parameters: name and value as two words when the
+// separator is exactly " ", joined otherwise; an empty name or value is left out.
+void addParametersBits(QStringList& args, mechanism::tool_t tool);
+// Appends the words of one prover or reader parameter, "${file}" replaced by `file`:
+// one word name+separator+value when both are present (non-null) and the trimmed
+// separator is not empty, else the present ones as separate words.
+void append_param(const mechanism::param_t& param, QStringList& args, const QString& file);

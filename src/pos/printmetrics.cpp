@@ -1,0 +1,4 @@
+#include "pos/printmetrics.h"
+
+// TODO(status file): the report lands with its issue.
+void print_metrics(const std::string&, bool, const std::string&) {}

@@ -1,0 +1,4 @@
+#ifndef P_COMM_H
+#define P_COMM_H
+
+#endif

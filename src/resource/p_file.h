@@ -1,0 +1,4 @@
+#ifndef P_FILE_H
+#define P_FILE_H
+
+#endif

@@ -1,0 +1,4 @@
+#ifndef P_ITEM_H
+#define P_ITEM_H
+
+#endif

@@ -1,0 +1,4 @@
+#ifndef P_LINE_H
+#define P_LINE_H
+
+#endif

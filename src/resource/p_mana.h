@@ -1,0 +1,4 @@
+#ifndef P_MANA_H
+#define P_MANA_H
+
+#endif

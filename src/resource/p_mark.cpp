@@ -1,0 +1,1 @@
+#include "resource/p_mark.h"

@@ -1,0 +1,4 @@
+#ifndef P_MARK_H
+#define P_MARK_H
+
+#endif

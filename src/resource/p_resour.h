@@ -1,0 +1,4 @@
+#ifndef P_RESOUR_H
+#define P_RESOUR_H
+
+#endif

@@ -1,0 +1,4 @@
+#ifndef P_STRING_H
+#define P_STRING_H
+
+#endif

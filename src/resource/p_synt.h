@@ -1,0 +1,4 @@
+#ifndef P_SYNT_H
+#define P_SYNT_H
+
+#endif

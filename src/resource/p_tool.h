@@ -1,0 +1,4 @@
+#ifndef P_TOOL_H
+#define P_TOOL_H
+
+#endif
