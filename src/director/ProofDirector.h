@@ -13,7 +13,9 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <mutex>
 #include <ostream>
@@ -117,10 +119,12 @@ private:
     void appendError(const QString& message);
     void registerProcess(qint64 pid);
     void unregisterProcess(qint64 pid);
-    void runWorkers();
-    bool openDocument();
+    void waitForProcessesGone();
+    void runJobs();
+    void removeSecondaryFiles();
+    void traceLine(const char* message) const;
     void printHeadingsUpTo(unsigned long long group);
-    void printMark(pos::status_t status);
+    void printMarks(const prover_data_t& job, const QStringList& lines);
 
     bool loaded = false;
     mechanism::mechanism_t mechanism;
@@ -153,9 +157,13 @@ private:
     std::vector<writer_data_t> writerJobs;
     std::vector<prover_data_t> proverJobs;
 
+    // Guards errors and workerFailure; held only to append or read.
     mutable std::mutex errorMutex;
+    std::exception_ptr workerFailure;  // first exception that escaped a worker thread
+    // Guards processes and stopping; held only to add, remove or signal pids.
     std::mutex processMutex;
-    bool stopping = false;  // guarded by processMutex: tools started after stop() die at once
+    std::condition_variable processesGone;
+    bool stopping = false;  // tools registered after stop() are killed at once
 };
 
 std::ostream& operator<<(std::ostream& os, const ProofDirector::writer_data_t& job);

@@ -1,0 +1,248 @@
+// Whole runs of povrun over fake tools: the protocol, failures of single jobs,
+// concurrency and termination.
+
+#include "common/faketools.h"
+#include "common/testutil.h"
+#include "pos/pos.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QSet>
+#include <QTemporaryDir>
+#include <QThread>
+#include <csignal>
+#include <gtest/gtest.h>
+
+using faketools::GoalSpec;
+using faketools::GroupSpec;
+
+namespace {
+
+GoalSpec settledBy(const QString& driver, const QString& goalStatus = "Unproved") {
+    GoalSpec goal;
+    goal.status = goalStatus;
+    goal.drivers = {{driver, "Proved"}};
+    return goal;
+}
+
+class ReplayTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(dir.isValid());
+        tools = faketools::writeTools(dir.path());
+        ASSERT_TRUE(QDir(dir.path()).mkdir("tmp"));
+        testutil::writeFile(path("comp.pog"), "");
+    }
+
+    QString path(const QString& name) const { return dir.filePath(name); }
+
+    void writeMechanism(const QString& trust, std::vector<faketools::DriverSpec> drivers) {
+        for (auto& d : drivers) {
+            if (d.writer.isEmpty())
+                d.writer = tools.writer();
+            if (d.prover.isEmpty())
+                d.prover = tools.prover();
+            if (d.reader.isEmpty())
+                d.reader = tools.reader();
+        }
+        testutil::writeFile(path("m.xml"), faketools::mechanismXml(trust, drivers));
+    }
+
+    QStringList args(const QStringList& extra = {}) const {
+        return QStringList{"-m", path("m.xml"), "-s", path("comp.pos"), "-p", path("comp.pog"),
+                           "-d", path("tmp")} +
+               extra;
+    }
+
+    QStringList leftInTmp() const { return QDir(path("tmp")).entryList(QDir::Files); }
+
+    QString goalStatus(int group, int goal) const {
+        const QDomDocument doc = pos::documentOfFile(path("comp.pos"));
+        QDomElement g = doc.documentElement().firstChildElement("Proof_Obligation");
+        for (int i = 0; i < group; ++i)
+            g = g.nextSiblingElement("Proof_Obligation");
+        QDomElement s = g.firstChildElement("Simple_Goal");
+        for (int i = 0; i < goal; ++i)
+            s = s.nextSiblingElement("Simple_Goal");
+        return s.attribute("status");
+    }
+
+    QTemporaryDir dir;
+    faketools::ToolSet tools;
+};
+
+} // namespace
+
+TEST_F(ReplayTest, ProtocolShowsDriversHeadingsAndMarks) {
+    faketools::DriverSpec d1;
+    d1.name = "d1";
+    faketools::DriverSpec d2 = d1;
+    d2.name = "d2";
+    writeMechanism("always", {d1, d2});
+    const QByteArray pos = faketools::posXml(
+        "m", {{"G0", {settledBy("d1"), settledBy("d1")}},
+              {"G1", {settledBy("d1", "Proved")}},
+              {"G2", {settledBy("d1")}}});
+    faketools::setAnswers(tools, "0 0 Proved\n0 1 Disproved\n2 0 Unknown\n");
+    const char* report = "TOTAL for comp\t Proved 2\t Proved externally 1\t Unreliably proved 0"
+                         "\t Disproved 1\t Unproved 1";
+
+    testutil::writeFile(path("comp.pos"), pos);
+    const testutil::RunResult plain = testutil::runPovrun(args());
+    EXPECT_EQ(plain.exitCode, 0);
+    EXPECT_EQ(plain.err, "");
+    EXPECT_EQ(plain.out, std::string("Proving comp with external mechanism m\n"
+                                     "\tProof driver d1, still 3 unproved PO\n"
+                                     "\t\tG0\n\t\t\t+!\n\t\tG1\n\t\t\t\n\t\tG2\n\t\t\t-\n\n"
+                                     "\tProof driver d2, still 1 unproved PO\n"
+                                     "End of proof\n\n") +
+                             report + "\n");
+    EXPECT_EQ(goalStatus(0, 0), "Proved");
+    EXPECT_EQ(goalStatus(0, 1), "Disproved");
+    EXPECT_EQ(goalStatus(2, 0), "Unproved");
+    EXPECT_NE(testutil::readFile(path("comp.pos")).indexOf("author=\"proof_director\""), -1);
+    EXPECT_EQ(leftInTmp(), QStringList()) << "secondary files are removed after the driver";
+
+    testutil::writeFile(path("comp.pos"), pos);
+    const testutil::RunResult xml = testutil::runPovrun(args({"-x"}));
+    EXPECT_EQ(xml.exitCode, 0);
+    EXPECT_EQ(xml.err, "");
+    EXPECT_EQ(xml.out,
+              std::string("<proof>\n<proving>Proving comp with external mechanism m</proving>\n"
+                          "<proofPass>\tProof driver d1, still 3 unproved PO</proofPass>\n"
+                          "\t\t<operation><name>G0</name>\n\t\t\t<p/><d/></operation>\n"
+                          "\t\t<operation><name>G1</name>\n\t\t\t</operation>\n"
+                          "\t\t<operation><name>G2</name>\n\t\t\t<m/>\n</operation>\n"
+                          "<proofPass>\tProof driver d2, still 1 unproved PO</proofPass>\n"
+                          "\n<proofResult>\n\n<total>") +
+                  report + "</total>\n</proofResult>\n</proof>\n");
+}
+
+TEST_F(ReplayTest, FailedJobsAreLoggedAndLeaveTheirGoalsAlone) {
+    struct Row {
+        const char* name;
+        QByteArray writer;  // empty: the fake writer
+        QByteArray prover;
+        QByteArray reader;
+        std::string log;    // expected on stderr
+        std::string marks;
+    };
+    const std::vector<Row> rows = {
+        {"writer creates no file", "exit 3\n", "", "", "-- ProofDirector -- Secondary po ", "-"},
+        {"writer crashes", "kill -SEGV $$\n", "", "", "-- ProofDirector -- Writer crashed.\n",
+         "-"},
+        {"prover crashes", "", "kill -SEGV $$\n", "", "Driver prover crashed.\n", ""},
+        {"reader crashes", "", "", "cat >/dev/null; kill -SEGV $$\n",
+         "Driver reader crashed.\n", ""},
+        {"reader answers twice", "", "", "cat >/dev/null; echo Proved; echo Proved\n",
+         "Unexpected number of results. Expected: 1 Found: 2\n", ""},
+        {"reader answers garbage", "", "", "cat >/dev/null; echo proved\n", "", "-"},
+        {"reader prints nothing", "", "", "cat >/dev/null\n", "", "-"},
+    };
+    for (const Row& row : rows) {
+        faketools::DriverSpec d;
+        d.name = "d";
+        if (!row.writer.isEmpty()) {
+            d.writer = path("w2.sh");
+            testutil::writeScript(d.writer, row.writer);
+        }
+        if (!row.prover.isEmpty()) {
+            d.prover = path("p2.sh");
+            testutil::writeScript(d.prover, row.prover);
+        }
+        if (!row.reader.isEmpty()) {
+            d.reader = path("r2.sh");
+            testutil::writeScript(d.reader, row.reader);
+        }
+        writeMechanism("always", {d});
+        testutil::writeFile(path("comp.pos"), faketools::posXml("m", {{"G", {settledBy("d")}}}));
+        const testutil::RunResult r = testutil::runPovrun(args());
+        EXPECT_EQ(r.exitCode, 0) << row.name;
+        if (row.log.empty())
+            EXPECT_EQ(r.err, "") << row.name;
+        else
+            EXPECT_NE(r.err.find(row.log), std::string::npos) << row.name << ": " << r.err;
+        const std::string expectedMarks =
+            row.marks.empty() ? "\n" : "\t\tG\n\t\t\t" + row.marks + "\n\n";
+        EXPECT_NE(r.out.find("unproved PO\n" + expectedMarks + "End of proof"), std::string::npos)
+            << row.name << ": " << r.out;
+        EXPECT_EQ(goalStatus(0, 0), "Unproved") << row.name;
+        EXPECT_EQ(leftInTmp(), QStringList()) << row.name;
+    }
+}
+
+TEST_F(ReplayTest, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
+    std::vector<GroupSpec> groups;
+    for (int g = 0; g < 4; ++g) {
+        std::vector<GoalSpec> goals(10, settledBy("d"));
+        groups.push_back({QStringLiteral("G%1").arg(g), goals});
+    }
+    const QByteArray pos = faketools::posXml("m", groups);
+    faketools::setAnswers(tools, "1 3 Disproved\n2 5 Unknown\n3 9 garbage\n");
+    for (const char* input : {"stdin", "file"}) {
+        faketools::DriverSpec d;
+        d.name = "d";
+        d.input = input;
+        writeMechanism("never", {d});
+        QByteArray results[2];
+        const char* levels[2] = {"1", "4"};
+        for (int run = 0; run < 2; ++run) {
+            testutil::writeFile(path("comp.pos"), pos);
+            QFile::remove(tools.writerLog());
+            const testutil::RunResult r = testutil::runPovrun(args({"-c", levels[run]}));
+            EXPECT_EQ(r.exitCode, 0) << input << " -c " << levels[run];
+            EXPECT_EQ(r.err, "");
+            results[run] = testutil::readFile(path("comp.pos"));
+            const QStringList calls = QString::fromUtf8(testutil::readFile(tools.writerLog()))
+                                          .split('\n', Qt::SkipEmptyParts);
+            EXPECT_EQ(calls.size(), 40) << input << " -c " << levels[run];
+            EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 40) << "each job once";
+            EXPECT_EQ(leftInTmp(), QStringList());
+        }
+        EXPECT_EQ(results[0], results[1]) << input;
+        EXPECT_EQ(goalStatus(0, 0), "UnreliablyProved");
+        EXPECT_EQ(goalStatus(1, 3), "Disproved");
+        EXPECT_EQ(goalStatus(2, 5), "Unproved");
+        EXPECT_EQ(goalStatus(3, 9), "Unproved");
+    }
+}
+
+TEST_F(ReplayTest, TerminationKillsToolsRemovesFilesAndSavesTheDocument) {
+    // The prover records its pid and becomes a long sleep.
+    testutil::writeScript(path("slow.sh"), "echo $$ >> \"$(dirname \"$0\")/pids\"\nexec sleep 60\n");
+    faketools::DriverSpec d;
+        d.name = "d";
+    d.prover = path("slow.sh");
+    writeMechanism("never", {d});
+    std::vector<GoalSpec> goals(6, settledBy("d"));
+    testutil::writeFile(path("comp.pos"), faketools::posXml("m", {{"G", goals}}));
+
+    QProcess povrun;
+    povrun.start(POVRUN_BIN, args({"-c", "2"}));
+    ASSERT_TRUE(povrun.waitForStarted());
+    QElapsedTimer waited;
+    waited.start();
+    while (QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts).size() < 2 &&
+           waited.elapsed() < 20000)
+        QThread::msleep(20);
+    const QStringList pids =
+        QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(pids.size(), 2) << "both workers run a prover";
+
+    QElapsedTimer stopping;
+    stopping.start();
+    ::kill(static_cast<pid_t>(povrun.processId()), SIGTERM);
+    ASSERT_TRUE(povrun.waitForFinished(10000));
+    EXPECT_LT(stopping.elapsed(), 3000);
+    EXPECT_EQ(povrun.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(povrun.exitCode(), 1);
+    for (const QString& pid : pids)
+        EXPECT_NE(::kill(static_cast<pid_t>(pid.toInt()), 0), 0) << "prover " << pid.toStdString() << " still alive";
+    EXPECT_EQ(leftInTmp(), QStringList());
+    const QDomDocument doc = pos::documentOfFile(path("comp.pos"));
+    ASSERT_FALSE(doc.isNull());
+    EXPECT_EQ(doc.documentElement().attribute("author"), "proof_director");
+    EXPECT_TRUE(pos::checkPosInvariant(doc));
+}
