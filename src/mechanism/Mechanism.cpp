@@ -1,6 +1,15 @@
 #include "mechanism/Mechanism.h"
+#include "mechanism/Mechanism_p.h"
 
+#include "front/Utils.h"
+#include "pos/pos.h"
+#include "resource/p_api.h"
+
+#include <QDir>
+#include <QDomDocument>
+#include <QFile>
 #include <iostream>
+#include <system_error>
 
 namespace mechanism {
 
@@ -57,24 +66,271 @@ static const std::map<input_t, QString> qstringOfInput = {
     {INPUT_STDIN, ATTR_VALUE_STDIN},
 };
 
-// TODO(mechanism reader): the reader, the tool search and the dump land with their issue.
-bool ofFile(const QString& fileName, mechanism_t& mechanism,
-            const std::vector<std::string>& installDirs) {
-    (void)fileName;
-    (void)mechanism;
-    (void)installDirs;
-    (void)ATTR_EXT;
-    (void)ATTR_FAST;
-    (void)qstringOfGroup;
-    (void)qstringOfTrust;
-    (void)qstringOfInput;
-    return false;
+// Tool locations live in this one resource section: the text of a "resource" attribute
+// before its last '*' does not choose the section.
+static const char RESOURCE_SECTION_PROOF[] = "Proof";
+static const char RESOURCE_NAME_SEPARATOR = '*';
+// Executables of the target platform may carry this suffix that mechanism files omit.
+static const char EXECUTABLE_SUFFIX[] = ".exe";
+static const QString TIMEOUT_PLACEHOLDER = QStringLiteral("${timeout}");
+static const QString FAST_TRUE = QStringLiteral("true");
+
+namespace fs = std::filesystem;
+
+static fs::path pathOfQString(const QString& text) {
+    return fs::path(text.toUtf8().toStdString());
 }
 
-std::ostream& operator<<(std::ostream& os, const param_t&) { return os; }
-std::ostream& operator<<(std::ostream& os, const tool_t&) { return os; }
-std::ostream& operator<<(std::ostream& os, const prover_t&) { return os; }
-std::ostream& operator<<(std::ostream& os, const driver_t&) { return os; }
-std::ostream& operator<<(std::ostream& os, const mechanism_t&) { return os; }
+QString computePath(const QString& defaultPath, const QString& resource) {
+    if (resource.isEmpty())
+        return defaultPath;
+    const QString name =
+        resource.mid(resource.lastIndexOf(QLatin1Char(RESOURCE_NAME_SEPARATOR)) + 1);
+    const char* value = lookup_resource(RESOURCE_SECTION_PROOF, name.toUtf8().constData());
+    const QString cleaned = QDir::cleanPath(QString::fromUtf8(value));
+    return cleaned.isEmpty() ? defaultPath : cleaned;
+}
+
+// A candidate whose status cannot be read (too long, a loop of links) is simply not
+// accepted: the search goes on with the next place.
+static bool isExecutableFile(const fs::path& candidate) {
+    std::error_code error;
+    const fs::file_status status = fs::status(candidate, error);
+    return fs::exists(status) && fs::is_regular_file(status) &&
+           (status.permissions() & fs::perms::owner_exec) != fs::perms::none;
+}
+
+// Tries `base`/`path`, then `base`/`path`.exe when `path` has no extension.
+static bool findUnder(const fs::path& base, fs::path& path) {
+    const fs::path plain = base / path;
+    if (isExecutableFile(plain)) {
+        path = plain;
+        return true;
+    }
+    if (path.has_extension())
+        return false;
+    fs::path suffixed = path;
+    suffixed += EXECUTABLE_SUFFIX;
+    const fs::path withSuffix = base / suffixed;
+    if (!isExecutableFile(withSuffix))
+        return false;
+    path = withSuffix;
+    return true;
+}
+
+bool checkToolExistence(fs::path& path, const std::vector<std::string>& installDirs) {
+    if (path.is_absolute())
+        return isExecutableFile(path);
+    for (const std::string& directory : installDirs) {
+        if (findUnder(fs::canonical(directory), path))
+            return true;
+    }
+    return findUnder(fs::current_path(), path);
+}
+
+void paramListOfXml(const QDomElement& element, std::list<param_t>& params) {
+    for (QDomElement child = element.firstChildElement(TAG_PARAM); !child.isNull();
+         child = child.nextSiblingElement(TAG_PARAM)) {
+        param_t param; // its separator is the default one
+        // No default text: the director tells an absent attribute from an empty one.
+        param.name = child.attribute(ATTR_NAME);
+        param.separator = child.attribute(ATTR_SEPARATOR, param.separator);
+        param.value = child.attribute(ATTR_VALUE);
+        params.push_back(param);
+    }
+}
+
+void expandListOfXml(const QDomElement& element, std::list<param_t>& params,
+                     const definitions_t& definitions) {
+    for (QDomElement child = element.firstChildElement(TAG_EXPAND); !child.isNull();
+         child = child.nextSiblingElement(TAG_EXPAND)) {
+        std::list<param_t> expansion = definitions.at(child.attribute(ATTR_NAME));
+        params.splice(params.end(), expansion);
+    }
+}
+
+// Reads the attributes shared by every tool kind and looks for its executable.
+static bool locateToolOfXml(const QDomElement& element, tool_t& tool,
+                            const std::vector<std::string>& installDirs) {
+    tool.name = element.attribute(ATTR_NAME);
+    tool.default_path = element.attribute(ATTR_PATH);
+    tool.resource = element.attribute(ATTR_RESOURCE);
+    tool.path = pathOfQString(computePath(tool.default_path, tool.resource));
+    return checkToolExistence(tool.path, installDirs);
+}
+
+// All "param" children come before all expansions, however the file interleaves them.
+static void allParamsOfXml(const QDomElement& element, std::list<param_t>& params,
+                           const definitions_t& definitions) {
+    paramListOfXml(element, params);
+    expandListOfXml(element, params, definitions);
+}
+
+bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitions,
+               const std::vector<std::string>& installDirs) {
+    if (!locateToolOfXml(element, tool, installDirs)) {
+        std::cerr << "Cannot locate tool " << tool.name.toStdString() << std::endl;
+        return false;
+    }
+    allParamsOfXml(element, tool.params, definitions);
+    return true;
+}
+
+static bool proverOfXml(const QDomElement& element, prover_t& prover,
+                        const definitions_t& definitions,
+                        const std::vector<std::string>& installDirs) {
+    if (!locateToolOfXml(element, prover, installDirs)) {
+        std::cerr << "Cannot locate prover " << prover.name.toStdString() << std::endl;
+        return false;
+    }
+    allParamsOfXml(element, prover.params, definitions);
+    const QString input = element.attribute(ATTR_INPUT, ATTR_VALUE_STDIN);
+    prover.input = input == ATTR_VALUE_STDIN ? INPUT_STDIN : INPUT_FILE;
+    const QString timeout = element.attribute(ATTR_TIMEOUT);
+    if (timeout.isEmpty())
+        return true;
+    // Text that is not a decimal number gives 0; it still replaces the placeholder.
+    prover.timeout = timeout.toInt(nullptr, 10);
+    for (param_t& param : prover.params)
+        param.value.replace(TIMEOUT_PLACEHOLDER, timeout);
+    return true;
+}
+
+// Only the first "definition" is read as one; the loop then steps to the root's "param"
+// siblings and reads each of them as a further definition. Mechanism files in use are
+// written against this rule, so it stays.
+static definitions_t definitionsOfXml(const QDomElement& root) {
+    definitions_t definitions;
+    for (QDomElement element = root.firstChildElement(TAG_DEFINITION); !element.isNull();
+         element = element.nextSiblingElement(TAG_PARAM)) {
+        std::list<param_t> params;
+        paramListOfXml(element, params);
+        definitions.insert({element.attribute(ATTR_NAME), params});
+    }
+    return definitions;
+}
+
+// Reads one driver into a fresh `driver`, whose fields hold the defaults; false, after
+// the tool's message, when a tool is missing.
+static bool driverOfXml(const QDomElement& element, driver_t& driver,
+                        const definitions_t& definitions,
+                        const std::vector<std::string>& installDirs) {
+    driver.name = element.attribute(ATTR_NAME);
+    driver.group = groupOfXmlAttr.at(element.attribute(ATTR_GROUP, ATTR_VALUE_NONE));
+    driver.ext = element.attribute(ATTR_EXT, driver.ext);
+    driver.fast = element.attribute(ATTR_FAST) == FAST_TRUE;
+    return toolOfXml(element.firstChildElement(TAG_WRITER), driver.writer, definitions,
+                     installDirs) &&
+           proverOfXml(element.firstChildElement(TAG_PROVER), driver.prover, definitions,
+                       installDirs) &&
+           toolOfXml(element.firstChildElement(TAG_READER), driver.reader, definitions,
+                     installDirs);
+}
+
+bool ofFile(const QString& fileName, mechanism_t& mechanism,
+            const std::vector<std::string>& installDirs) {
+    QFile file(fileName);
+    if (!file.exists() || !file.open(QIODevice::ReadOnly)) {
+        std::clog << "Cannot open '" << fileName.toStdString() << "'." << std::endl;
+        return false;
+    }
+    // A file that is not well-formed reads as an empty document, not as an error.
+    const QDomDocument document = pos::documentOfDevice(file);
+    const QDomElement root = document.firstChildElement(TAG_MECHANISM);
+    mechanism.name = baseNameOfPath(fileName.toStdString());
+    mechanism.trust = trustOfXmlAttr.at(root.attribute(ATTR_TRUST, ATTR_VALUE_NEVER));
+    const definitions_t definitions = definitionsOfXml(root);
+    for (QDomElement element = root.firstChildElement(TAG_DRIVER); !element.isNull();
+         element = element.nextSiblingElement(TAG_DRIVER)) {
+        driver_t driver;
+        if (!driverOfXml(element, driver, definitions, installDirs))
+            return false;
+        mechanism.driverNames.push_back(driver.name);
+        mechanism.drivers.push_back(driver);
+    }
+    return true;
+}
+
+// The dump: "key = "value"" lines, std::endl after each so that a dump interleaved with
+// other traces keeps its order.
+static void quotedLine(std::ostream& os, const char* key, const std::string& value) {
+    os << key << " = \"" << value << '"' << std::endl;
+}
+
+static void quotedLine(std::ostream& os, const char* key, const QString& value) {
+    quotedLine(os, key, value.toStdString());
+}
+
+// The leading lines shared by tools and provers, after their header.
+static void toolIdentity(std::ostream& os, const tool_t& tool) {
+    quotedLine(os, "name", tool.name);
+    quotedLine(os, "default_path", tool.default_path);
+    quotedLine(os, "resource", tool.resource);
+    quotedLine(os, "path", tool.path.string());
+}
+
+static void paramBlocks(std::ostream& os, const std::list<param_t>& params) {
+    for (const param_t& param : params)
+        os << param << std::endl;
+}
+
+std::ostream& operator<<(std::ostream& os, const param_t& param) {
+    os << "[parameter]" << std::endl;
+    quotedLine(os, "name", param.name);
+    quotedLine(os, "separator", param.separator);
+    quotedLine(os, "value", param.value);
+    return os;
+}
+
+std::ostream& operator<<(std::ostream& os, const tool_t& tool) {
+    os << "[tool]" << std::endl;
+    toolIdentity(os, tool);
+    os << std::endl;
+    os << "[parameters]" << std::endl;
+    os << "size = " << tool.params.size() << std::endl;
+    os << std::endl;
+    paramBlocks(os, tool.params);
+    return os;
+}
+
+// Differs from a tool's layout on purpose and stays so: its own header, no blank line
+// after the path nor before the first parameter, and an input line with only its
+// closing quote.
+std::ostream& operator<<(std::ostream& os, const prover_t& prover) {
+    os << "[prover]" << std::endl;
+    toolIdentity(os, prover);
+    quotedLine(os, "timeout", std::to_string(prover.timeout));
+    os << "input = " << qstringOfInput.at(prover.input).toStdString() << '"' << std::endl;
+    os << std::endl;
+    os << "[parameters]" << std::endl;
+    os << "size = " << prover.params.size() << std::endl;
+    paramBlocks(os, prover.params);
+    return os;
+}
+
+std::ostream& operator<<(std::ostream& os, const driver_t& driver) {
+    os << "[driver]" << std::endl;
+    quotedLine(os, "name", driver.name);
+    quotedLine(os, "group", qstringOfGroup.at(driver.group));
+    os << std::endl;
+    os << "[writer]" << std::endl;
+    os << std::endl;
+    os << driver.writer;
+    os << driver.prover;
+    os << "[reader]" << std::endl;
+    os << std::endl;
+    os << driver.reader;
+    return os;
+}
+
+std::ostream& operator<<(std::ostream& os, const mechanism_t& mechanism) {
+    os << "[mechanism]" << std::endl;
+    quotedLine(os, "name", mechanism.name);
+    quotedLine(os, "trust", qstringOfTrust.at(mechanism.trust));
+    os << std::endl;
+    for (const driver_t& driver : mechanism.drivers)
+        os << driver;
+    return os;
+}
 
 } // namespace mechanism

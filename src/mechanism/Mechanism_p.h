@@ -1,0 +1,46 @@
+#pragma once
+// Internal steps of the mechanism reader, declared here only so that the tests can reach
+// them; the rest of the system goes through ofFile().
+
+#include "mechanism/Mechanism.h"
+
+#include <QDomElement>
+
+namespace mechanism {
+
+// Named, reusable parameter lists of one mechanism file ("definition" elements).
+using definitions_t = std::map<QString, std::list<param_t>>;
+
+// The path text of a tool: the value of resource `resource` when it names one with a
+// non-empty value, cleaned with QDir::cleanPath; otherwise `defaultPath` as written.
+// Only the text after the last '*' of `resource` is used, and it is always looked up in
+// the resource section "Proof".
+QString computePath(const QString& defaultPath, const QString& resource);
+
+// Looks for an executable (regular file with the owner-execute bit) at `path`.
+// An absolute path is tried alone. A relative one is tried under each of `installDirs`
+// (made canonical), then under the current directory; in each place a path without an
+// extension is also tried with ".exe", right after the plain candidate.
+// True when found, with `path` replaced by the location found; false leaves `path` as
+// it was. Throws std::filesystem::filesystem_error when an install directory does not
+// exist.
+bool checkToolExistence(std::filesystem::path& path, const std::vector<std::string>& installDirs);
+
+// Reads a writer or a reader from `element` (a null element reads as all defaults) and
+// locates it. When found, appends its "param" children and then the parameters of its
+// "expand" children, and returns true; otherwise writes "Cannot locate tool <name>" on
+// std::cerr and returns false. Throws std::out_of_range "map::at" for an "expand" of a
+// name missing from `definitions`.
+bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitions,
+               const std::vector<std::string>& installDirs);
+
+// Appends one parameter per "param" child of `element`, in document order. An absent
+// "name" or "value" reads as a null QString; "separator" defaults to one blank.
+void paramListOfXml(const QDomElement& element, std::list<param_t>& params);
+
+// Appends, for each "expand" child of `element` in document order, a copy of the
+// definition it names. Throws std::out_of_range "map::at" for an unknown name.
+void expandListOfXml(const QDomElement& element, std::list<param_t>& params,
+                     const definitions_t& definitions);
+
+} // namespace mechanism
