@@ -47,6 +47,19 @@ std::vector<QDomElement> goalsOf(const QDomDocument& doc) {
     return goals;
 }
 
+// "status|name:status name:status " of each goal, in document order.
+std::string summaryOf(const QDomDocument& doc) {
+    std::string summary;
+    for (const QDomElement& goal : goalsOf(doc)) {
+        summary += attributeOf(goal, ATTR_STATUS) + "|";
+        for (QDomElement m = goal.firstChildElement(TAG_MECHANISM); !m.isNull();
+             m = m.nextSiblingElement(TAG_MECHANISM))
+            summary += attributeOf(m, ATTR_NAME) + ":" + attributeOf(m, ATTR_STATUS) + " ";
+        summary += "\n";
+    }
+    return summary;
+}
+
 } // namespace
 
 TEST(ExpectedStatus, CombinesProofStateAssistantAndMechanisms) {
@@ -58,28 +71,20 @@ TEST(ExpectedStatus, CombinesProofStateAssistantAndMechanisms) {
         status_t expected;
     } rows[] = {
         {"nothing at all", nullptr, nullptr, {}, UNPROVED},
-        {"state Unproved", "Unproved", nullptr, {}, UNPROVED},
         {"plain Proved is no environment proof", "Proved", nullptr, {}, UNPROVED},
         {"Proved(0)", "Proved(0)", nullptr, {}, PROVED},
-        {"Proved(3)", "Proved(3)", nullptr, {}, PROVED},
-        {"Proved(Util)", "Proved(Util)", nullptr, {}, PROVED},
         {"Proved(Rapide)", "Proved(Rapide)", nullptr, {}, PROVED},
         {"state is case-sensitive", "proved(0)", nullptr, {}, UNPROVED},
-        {"assistant Unproved", "Unproved", "Unproved", {}, UNPROVED},
         {"assistant Unknown", "Unproved", "Unknown", {}, UNPROVED},
         {"assistant Valid is unreliable", "Unproved", "Valid", {}, UNRELIABLY_PROVED},
-        {"assistant Valid under a proof", "Proved(1)", "Valid", {}, PROVED},
         {"assistant Invalid beats the environment", "Proved(2)", "Invalid", {}, DISPROVED},
         {"mechanism Unknown counts as unproved", "Unproved", nullptr, {"Unknown"}, UNPROVED},
-        {"mechanism Unproved", "Unproved", nullptr, {"Unproved"}, UNPROVED},
-        {"mechanism Proved", "Unproved", nullptr, {"Proved"}, PROVED},
         {"mechanism unreliable", "Unproved", nullptr, {"UnreliablyProved"}, UNRELIABLY_PROVED},
         {"mechanism Disproved beats Proved(Util)", "Proved(Util)", nullptr, {"Disproved"},
          DISPROVED},
-        {"proof beats unreliable", "Unproved", "Valid", {"UnreliablyProved", "Proved"}, PROVED},
+        {"proof beats unreliable", "Unproved", "Valid", {"Unknown", "Proved"}, PROVED},
         {"one disproof beats every proof", "Proved(0)", "Valid", {"Proved", "Disproved", "Proved"},
          DISPROVED},
-        {"unknowns do not hide a proof", "Unproved", "Unknown", {"Unknown", "Proved"}, PROVED},
     };
     for (const auto& row : rows)
         EXPECT_EQ(expectedOf(goalXml(row.state, row.iapa, row.mechanisms)), row.expected)
@@ -119,14 +124,11 @@ TEST(Unprove, ResetsMechanismsAndRecomputesFromProofStateOnly) {
          "<iapa><status value=\"Valid\"/></iapa><Mechanism name=\"a\" status=\"Proved\"/>"
          "<Mechanism name=\"b\" status=\"Unknown\"/></Simple_Goal>"});
     unprove(doc);
-    const std::vector<QDomElement> goals = goalsOf(doc);
-    ASSERT_EQ(goals.size(), 2u);
-    EXPECT_EQ(attributeOf(goals[0], ATTR_STATUS), "Proved");
-    EXPECT_EQ(attributeOf(goals[1], ATTR_STATUS), "Unproved") << "the assistant is ignored";
-    const QDomElement kept = goals[0].firstChildElement(TAG_MECHANISM);
-    EXPECT_EQ(attributeOf(kept, ATTR_STATUS), "Unproved");
-    EXPECT_EQ(attributeOf(kept.firstChildElement(TAG_DRIVER), ATTR_STATUS), "Disproved");
-    EXPECT_EQ(attributeOf(goals[1].lastChildElement(TAG_MECHANISM), ATTR_STATUS), "Unproved");
+    EXPECT_EQ(summaryOf(doc), "Proved|a:Unproved \n"
+                              "Unproved|a:Unproved b:Unproved \n"); // the assistant is ignored
+    const QDomElement driver =
+        goalsOf(doc)[0].firstChildElement(TAG_MECHANISM).firstChildElement(TAG_DRIVER);
+    EXPECT_EQ(attributeOf(driver, ATTR_STATUS), "Disproved") << "drivers are kept as they are";
 }
 
 TEST(RemoveMechanism, RemovesFirstOfNamePerGoalAndFixesStatuses) {
@@ -138,6 +140,7 @@ TEST(RemoveMechanism, RemovesFirstOfNamePerGoalAndFixesStatuses) {
          "<Simple_Goal status=\"Disproved\"><Mechanism name=\"b\" status=\"Proved\"/>"
          "</Simple_Goal>"
          "<Simple_Goal status=\"Proved\"><Proof_State proofState=\"Proved(0)\"/>"
+         "<Mechanism name=\"d\xc3\xa9j\xc3\xa0\" status=\"Unproved\"/>"
          "<Mechanism name=\"a\" status=\"Unproved\"/></Simple_Goal>"});
     const QString untouched = doc.toString();
 
@@ -148,38 +151,14 @@ TEST(RemoveMechanism, RemovesFirstOfNamePerGoalAndFixesStatuses) {
 
     EXPECT_TRUE(removeMechanism(doc, "a", changed));
     EXPECT_TRUE(changed);
-    const std::vector<QDomElement> goals = goalsOf(doc);
-    ASSERT_EQ(goals.size(), 4u);
-    const struct {
-        std::string status;
-        std::string mechanisms;
-    } expected[] = {
-        {"Unproved", "b:Unknown "},
-        {"Proved", "a:Proved "},         // the second "a" stays
-        {"Disproved", "b:Proved "},      // no "a": left inconsistent
-        {"Proved", ""},
-    };
-    for (size_t i = 0; i < goals.size(); ++i) {
-        std::string mechanisms;
-        for (QDomElement m = goals[i].firstChildElement(TAG_MECHANISM); !m.isNull();
-             m = m.nextSiblingElement(TAG_MECHANISM))
-            mechanisms += attributeOf(m, ATTR_NAME) + ":" + attributeOf(m, ATTR_STATUS) + " ";
-        EXPECT_EQ(attributeOf(goals[i], ATTR_STATUS), expected[i].status) << "goal " << i;
-        EXPECT_EQ(mechanisms, expected[i].mechanisms) << "goal " << i;
-    }
-}
-
-TEST(RemoveMechanism, MatchesUtf8NamesAndRejectsNullDocument) {
-    QDomDocument doc = posxml::document(
-        {"<Simple_Goal status=\"Proved\"><Mechanism name=\"d\xc3\xa9j\xc3\xa0\" "
-         "status=\"Proved\"/></Simple_Goal>"});
-    bool changed = false;
+    EXPECT_EQ(summaryOf(doc), "Unproved|b:Unknown \n"
+                              "Proved|a:Proved \n"    // the second "a" stays
+                              "Disproved|b:Proved \n" // no "a": left inconsistent
+                              "Proved|d\xc3\xa9j\xc3\xa0:Unproved \n");
     EXPECT_TRUE(removeMechanism(doc, "d\xc3\xa9j\xc3\xa0", changed));
-    EXPECT_TRUE(changed);
-    EXPECT_EQ(attributeOf(goalsOf(doc)[0], ATTR_STATUS), "Unproved");
+    EXPECT_TRUE(changed) << "names compare as UTF-8";
 
     QDomDocument null;
-    changed = true;
     EXPECT_FALSE(removeMechanism(null, "a", changed));
     EXPECT_FALSE(changed);
 }
@@ -246,6 +225,5 @@ TEST(GetMechanisms, MissingEmptyOrTruncatedFileLeavesListAlone) {
         std::list<std::string> names = {"keep"};
         EXPECT_FALSE(getMechanisms(path.toStdString(), names)) << row.name;
         EXPECT_EQ(names, std::list<std::string>{"keep"}) << row.name;
-        EXPECT_TRUE(domOfPath(path.toStdString()).isNull()) << row.name;
     }
 }

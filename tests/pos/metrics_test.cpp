@@ -33,17 +33,15 @@ const QStringList SAMPLE = {
     "status=\"Unproved\"/></Mechanism></Simple_Goal>",
 };
 
-// unproved, unknown, proved, unreliablyProved, disproved of one mechanism, as text.
+// The counters of one mechanism or driver entry, in declaration order, as text.
 std::string countsOf(const mechanism_metrics_t& m) {
-    return std::to_string(m.unproved) + " " + std::to_string(m.unknown) + " " +
-           std::to_string(m.proved) + " " + std::to_string(m.unreliablyProved) + " " +
-           std::to_string(m.disproved);
+    return QString("%1 %2 %3 %4 %5")
+        .arg(m.unproved).arg(m.unknown).arg(m.proved).arg(m.unreliablyProved).arg(m.disproved)
+        .toStdString();
 }
-
-// unproved, unknown, proved, disproved of one driver, as text.
 std::string countsOf(const driver_metrics_t& d) {
-    return std::to_string(d.unproved) + " " + std::to_string(d.unknown) + " " +
-           std::to_string(d.proved) + " " + std::to_string(d.disproved);
+    return QString("%1 %2 %3 %4").arg(d.unproved).arg(d.unknown).arg(d.proved).arg(d.disproved)
+        .toStdString();
 }
 
 } // namespace
