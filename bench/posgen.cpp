@@ -22,7 +22,9 @@ public:
     }
     // 1..n, or 0 when n is 0.
     unsigned upTo(int n) {
-        return n <= 0 ? 0 : std::uniform_int_distribution<unsigned>(1, static_cast<unsigned>(n))(engine);
+        return n <= 0
+                   ? 0
+                   : std::uniform_int_distribution<unsigned>(1, static_cast<unsigned>(n))(engine);
     }
     bool chance(double p) { return std::bernoulli_distribution(p)(engine); }
 
@@ -66,14 +68,16 @@ void addDrivers(QDomDocument& doc, QDomElement& mechanism, const QString& status
         driver.setAttribute(pos::ATTR_NAME, options.drivers.at(static_cast<int>(i)));
         const bool settles = i + 1 == count && (status == pos::ATTR_VALUE_PROVED ||
                                                 status == pos::ATTR_VALUE_DISPROVED);
-        driver.setAttribute(pos::ATTR_STATUS, settles ? status : picker.pick(vocabulary().unsettled, {3, 1}));
+        driver.setAttribute(pos::ATTR_STATUS,
+                            settles ? status : picker.pick(vocabulary().unsettled, {3, 1}));
     }
 }
 
 void addGoal(QDomDocument& doc, QDomElement& group, const options_t& options, Picker& picker) {
     QDomElement goal = child(doc, group, pos::TAG_SIMPLE_GOAL);
     child(doc, goal, pos::TAG_PROOF_STATE)
-        .setAttribute(pos::ATTR_PROOF_STATE, picker.pick(vocabulary().proofStates, {8, 2, 2, 1, 1, 1, 1}));
+        .setAttribute(pos::ATTR_PROOF_STATE,
+                      picker.pick(vocabulary().proofStates, {8, 2, 2, 1, 1, 1, 1}));
     if (picker.chance(0.25)) {
         QDomElement iapa = child(doc, goal, pos::TAG_IAPA);
         child(doc, iapa, pos::TAG_STATUS)
@@ -103,7 +107,8 @@ QDomDocument generate(const options_t& options) {
     doc.appendChild(root);
     for (unsigned g = 0; g < options.groups; ++g) {
         QDomElement group = child(doc, root, pos::TAG_PROOF_OBLIGATION);
-        child(doc, group, pos::TAG_TAG).appendChild(doc.createTextNode(QStringLiteral("g%1").arg(g)));
+        child(doc, group, pos::TAG_TAG)
+            .appendChild(doc.createTextNode(QStringLiteral("g%1").arg(g)));
         for (unsigned i = 0; i < options.goalsPerGroup; ++i)
             addGoal(doc, group, options, picker);
     }

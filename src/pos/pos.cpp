@@ -29,7 +29,7 @@ namespace {
 // Proof states given by the environment's own provers. The plain "Proved" is not one of
 // them: it is what an external mechanism writes, never a proof state.
 const QStringList proofProvedStatuses = {
-    ATTR_VALUE_PROVED_ZERO, ATTR_VALUE_PROVED_ONE,  ATTR_VALUE_PROVED_TWO,
+    ATTR_VALUE_PROVED_ZERO,  ATTR_VALUE_PROVED_ONE,  ATTR_VALUE_PROVED_TWO,
     ATTR_VALUE_PROVED_THREE, ATTR_VALUE_PROVED_UTIL, ATTR_VALUE_PROVED_FAST,
 };
 } // namespace
@@ -111,8 +111,7 @@ namespace {
 
 // Calls visit(goal) for every "Simple_Goal" of every "Proof_Obligation" under the root, in
 // document order, until visit returns false; returns false when it was stopped that way.
-template <typename Visit>
-bool forEachGoal(const QDomDocument& doc, Visit visit) {
+template <typename Visit> bool forEachGoal(const QDomDocument& doc, Visit visit) {
     const QDomElement root = doc.documentElement();
     for (QDomElement group = root.firstChildElement(TAG_PROOF_OBLIGATION); !group.isNull();
          group = group.nextSiblingElement(TAG_PROOF_OBLIGATION)) {
@@ -157,10 +156,8 @@ QDomElement firstMechanismNamed(const QDomElement& goal, const std::string& name
 status_t expectedStatus(const QDomElement& goal) {
     // "Unknown" settles nothing, and the assistant's "Valid" is never trusted as a proof.
     static const std::map<QString, status_t> me_dict = {
-        {ATTR_VALUE_UNPROVED, UNPROVED},
-        {ATTR_VALUE_UNKNOWN, UNPROVED},
-        {ATTR_VALUE_PROVED, PROVED},
-        {ATTR_VALUE_UNRELIABLY_PROVED, UNRELIABLY_PROVED},
+        {ATTR_VALUE_UNPROVED, UNPROVED},   {ATTR_VALUE_UNKNOWN, UNPROVED},
+        {ATTR_VALUE_PROVED, PROVED},       {ATTR_VALUE_UNRELIABLY_PROVED, UNRELIABLY_PROVED},
         {ATTR_VALUE_DISPROVED, DISPROVED},
     };
     static const std::map<QString, status_t> ia_dict = {
@@ -248,34 +245,25 @@ bool getMechanisms(const std::string& path, std::list<std::string>& names) {
 
 namespace {
 
-void countGoalStatus(status_t status, metrics_t& m) {
-    switch (status) {
-    case UNPROVED: ++m.unproved; break;
-    case UNRELIABLY_PROVED: ++m.unreliablyProved; break;
-    case PROVED: ++m.proved; break;
-    case DISPROVED: ++m.disproved; break;
-    case UNKNOWN: break; // counted in total only
-    }
-}
+// Counter of each status, indexed by status_t; null where a status is not counted: an
+// "Unknown" goal counts in total only, and a driver answers proved or not, never
+// unreliably.
+constexpr uint32_t metrics_t::*GOAL_COUNTERS[] = {&metrics_t::unproved, nullptr,
+                                                  &metrics_t::unreliablyProved, &metrics_t::proved,
+                                                  &metrics_t::disproved};
+constexpr uint32_t mechanism_metrics_t::*MECHANISM_COUNTERS[] = {
+    &mechanism_metrics_t::unproved, &mechanism_metrics_t::unknown,
+    &mechanism_metrics_t::unreliablyProved, &mechanism_metrics_t::proved,
+    &mechanism_metrics_t::disproved};
+constexpr uint32_t driver_metrics_t::*DRIVER_COUNTERS[] = {
+    &driver_metrics_t::unproved, &driver_metrics_t::unknown, nullptr, &driver_metrics_t::proved,
+    &driver_metrics_t::disproved};
 
-void countMechanismStatus(status_t status, mechanism_metrics_t& m) {
-    switch (status) {
-    case UNPROVED: ++m.unproved; break;
-    case UNKNOWN: ++m.unknown; break;
-    case UNRELIABLY_PROVED: ++m.unreliablyProved; break;
-    case PROVED: ++m.proved; break;
-    case DISPROVED: ++m.disproved; break;
-    }
-}
-
-void countDriverStatus(status_t status, driver_metrics_t& m) {
-    switch (status) {
-    case UNPROVED: ++m.unproved; break;
-    case UNKNOWN: ++m.unknown; break;
-    case PROVED: ++m.proved; break;
-    case DISPROVED: ++m.disproved; break;
-    case UNRELIABLY_PROVED: break; // a driver answers proved or not; no counter for it
-    }
+// Statuses come from proofStatusOfAttrValue, so they are always in 0..4.
+template <typename Counters, typename Record>
+void count(const Counters& counters, status_t status, Record& record) {
+    if (const auto counter = counters[status])
+        ++(record.*counter);
 }
 
 template <typename Entry>
@@ -289,18 +277,19 @@ Entry& entryOf(std::map<std::string, std::unique_ptr<Entry>>& entries, std::stri
 // Counts one "Mechanism" element and its drivers; true when it proved the goal.
 bool countMechanism(const QDomElement& element, metrics_t& m) {
     const status_t status = proofStatusOfAttrValue(element.attribute(ATTR_STATUS));
-    mechanism_metrics_t& mechanism = entryOf(m.mechanisms, element.attribute(ATTR_NAME).toStdString());
-    countMechanismStatus(status, mechanism);
+    mechanism_metrics_t& mechanism =
+        entryOf(m.mechanisms, element.attribute(ATTR_NAME).toStdString());
+    count(MECHANISM_COUNTERS, status, mechanism);
     forEachChild(element, TAG_DRIVER, [&mechanism](const QDomElement& driver) {
-        countDriverStatus(proofStatusOfAttrValue(driver.attribute(ATTR_STATUS)),
-                          entryOf(mechanism.drivers, driver.attribute(ATTR_NAME).toStdString()));
+        count(DRIVER_COUNTERS, proofStatusOfAttrValue(driver.attribute(ATTR_STATUS)),
+              entryOf(mechanism.drivers, driver.attribute(ATTR_NAME).toStdString()));
     });
     return status == PROVED;
 }
 
 void countGoal(const QDomElement& goal, metrics_t& m) {
     ++m.total;
-    countGoalStatus(recordedStatus(goal), m);
+    count(GOAL_COUNTERS, recordedStatus(goal), m);
     if (provedByEnvironment(goal))
         ++m.provedInternally;
     // A goal proved by several mechanisms is still one goal proved externally.

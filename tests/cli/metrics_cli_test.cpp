@@ -25,7 +25,9 @@ const char SAMPLE_COUNTS[] = "TOTAL for comp\t Proved 1\t Proved externally 0\t 
 const char ZERO_COUNTS[] = "TOTAL for comp\t Proved 0\t Proved externally 0\t Unreliably "
                            "proved 0\t Disproved 0\t Unproved 0";
 
-std::string textReport(const std::string& counts) { return "End of proof\n\n" + counts + "\n"; }
+std::string textReport(const std::string& counts) {
+    return "End of proof\n\n" + counts + "\n";
+}
 std::string xmlReport(const std::string& counts) {
     return "\n<proofResult>\n\n<total>" + counts + "</total>\n</proofResult>\n</proof>\n";
 }

@@ -80,10 +80,16 @@ TEST(ExpectedStatus, CombinesProofStateAssistantAndMechanisms) {
         {"assistant Invalid beats the environment", "Proved(2)", "Invalid", {}, DISPROVED},
         {"mechanism Unknown counts as unproved", "Unproved", nullptr, {"Unknown"}, UNPROVED},
         {"mechanism unreliable", "Unproved", nullptr, {"UnreliablyProved"}, UNRELIABLY_PROVED},
-        {"mechanism Disproved beats Proved(Util)", "Proved(Util)", nullptr, {"Disproved"},
+        {"mechanism Disproved beats Proved(Util)",
+         "Proved(Util)",
+         nullptr,
+         {"Disproved"},
          DISPROVED},
         {"proof beats unreliable", "Unproved", "Valid", {"Unknown", "Proved"}, PROVED},
-        {"one disproof beats every proof", "Proved(0)", "Valid", {"Proved", "Disproved", "Proved"},
+        {"one disproof beats every proof",
+         "Proved(0)",
+         "Valid",
+         {"Proved", "Disproved", "Proved"},
          DISPROVED},
     };
     for (const auto& row : rows)
@@ -105,7 +111,7 @@ TEST(ExpectedStatus, ReadsOnlyFirstStateAndAssistantVerdictAndSkipsOtherElements
 
 TEST(ExpectedStatus, UnknownVerdictTextsThrow) {
     const QString rows[] = {
-        goalXml("Unproved", nullptr, {"Proved(0)"}),  // environment spelling, not a verdict
+        goalXml("Unproved", nullptr, {"Proved(0)"}), // environment spelling, not a verdict
         goalXml("Unproved", nullptr, {"Valid"}),
         goalXml("Unproved", "Proved", {}),
         QStringLiteral("<Simple_Goal><Mechanism name=\"m\"/></Simple_Goal>"),
@@ -164,8 +170,8 @@ TEST(RemoveMechanism, RemovesFirstOfNamePerGoalAndFixesStatuses) {
 }
 
 TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
-    const QString good = goalXml("Proved(0)", nullptr, {"Unknown"}).replace(
-        "<Simple_Goal>", "<Simple_Goal status=\"Proved\">");
+    const QString good = goalXml("Proved(0)", nullptr, {"Unknown"})
+                             .replace("<Simple_Goal>", "<Simple_Goal status=\"Proved\">");
     testing::internal::CaptureStderr();
     EXPECT_TRUE(checkPosInvariant(posxml::document({good, good})));
     EXPECT_TRUE(checkPosInvariant(posxml::document({})));
@@ -186,12 +192,12 @@ TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
 TEST(GetMechanisms, ListsNamesInFirstSeenOrderOnce) {
     QTemporaryDir dir;
     const QString path = dir.filePath("c\xc3\xb6mp.pos");
-    const QByteArray content = posxml::text(
-        {"<Simple_Goal><Mechanism name=\"b\" status=\"Proved\"/>"
-         "<Mechanism name=\"a\" status=\"Unknown\"/></Simple_Goal>",
-         "<Simple_Goal status=\"Proved\"><Mechanism name=\"a\" status=\"Proved\"/>"
-         "<Mechanism status=\"Proved\"/><Mechanism name=\"c\" status=\"Proved\"/>"
-         "</Simple_Goal>"});
+    const QByteArray content =
+        posxml::text({"<Simple_Goal><Mechanism name=\"b\" status=\"Proved\"/>"
+                      "<Mechanism name=\"a\" status=\"Unknown\"/></Simple_Goal>",
+                      "<Simple_Goal status=\"Proved\"><Mechanism name=\"a\" status=\"Proved\"/>"
+                      "<Mechanism status=\"Proved\"/><Mechanism name=\"c\" status=\"Proved\"/>"
+                      "</Simple_Goal>"});
     testutil::writeFile(path, content);
     std::list<std::string> names = {"old"};
     EXPECT_TRUE(getMechanisms(path.toStdString(), names));

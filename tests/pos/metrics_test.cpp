@@ -36,11 +36,19 @@ const QStringList SAMPLE = {
 // The counters of one mechanism or driver entry, in declaration order, as text.
 std::string countsOf(const mechanism_metrics_t& m) {
     return QString("%1 %2 %3 %4 %5")
-        .arg(m.unproved).arg(m.unknown).arg(m.proved).arg(m.unreliablyProved).arg(m.disproved)
+        .arg(m.unproved)
+        .arg(m.unknown)
+        .arg(m.proved)
+        .arg(m.unreliablyProved)
+        .arg(m.disproved)
         .toStdString();
 }
 std::string countsOf(const driver_metrics_t& d) {
-    return QString("%1 %2 %3 %4").arg(d.unproved).arg(d.unknown).arg(d.proved).arg(d.disproved)
+    return QString("%1 %2 %3 %4")
+        .arg(d.unproved)
+        .arg(d.unknown)
+        .arg(d.proved)
+        .arg(d.disproved)
         .toStdString();
 }
 

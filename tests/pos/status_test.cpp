@@ -10,8 +10,7 @@ using namespace pos;
 
 namespace {
 
-template <typename Call>
-void expectMapAt(Call call, const std::string& row) {
+template <typename Call> void expectMapAt(Call call, const std::string& row) {
     try {
         call();
         ADD_FAILURE() << row << ": no exception";
@@ -52,8 +51,8 @@ TEST(Status, EnvironmentProofStatesReadAsProved) {
 }
 
 TEST(Status, UnknownTextsAndValuesThrowMapAt) {
-    for (const char* text : {"Valid", "Invalid", "proved", " Proved", "Proved ", "", "Proved(4)",
-                             "UNPROVED"})
+    for (const char* text :
+         {"Valid", "Invalid", "proved", " Proved", "Proved ", "", "Proved(4)", "UNPROVED"})
         expectMapAt([text] { proofStatusOfAttrValue(QString::fromUtf8(text)); },
                     std::string("text '") + text + "'");
     for (int value : {-1, 5})
