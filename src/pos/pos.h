@@ -79,18 +79,22 @@ QDomDocument documentOfDevice(QIODevice& device);
 // null document.
 QDomDocument documentOfFile(const QString& path);
 
-// Forgets every external result: each "Mechanism" status becomes "Unproved" and each
-// goal's status is recomputed from its own proof state alone.
+// Forgets every external result: each "Mechanism" status becomes "Unproved" (the
+// elements and their drivers stay) and each goal's status is recomputed from its own
+// proof state alone, the "iapa" verdict ignored.
 void unprove(QDomDocument& doc);
-// Removes, in each goal, the first "Mechanism" element named `name` and recomputes that
-// goal's status. `changed` tells whether anything was removed. False for a null
-// document or a failed removal.
+// Removes, in each goal, the first "Mechanism" element named `name` (UTF-8, byte for
+// byte) and recomputes that goal's status; a goal without one is left as it is, even an
+// inconsistent one. `changed` tells whether anything was removed. False for a null
+// document or a failed removal. Throws "map::at" for an unknown status text.
 bool removeMechanism(QDomDocument& doc, const std::string& name, bool& changed);
-// True when every goal's "status" equals the status its children give; otherwise writes
-// the first inconsistent goal to stderr and returns false.
+// True when every goal's "status" equals the status its children give (also for a
+// document without goals); otherwise writes the first inconsistent goal as XML to
+// stderr and returns false. Throws "map::at" for an unknown status text.
 bool checkPosInvariant(const QDomDocument& doc);
 // Fills `names` with the mechanism names recorded in the file at `path`, first-seen
 // order, no duplicates. False, with `names` untouched, when the file yields no document.
+// Throws "map::at" for a goal status it does not know.
 bool getMechanisms(const std::string& path, std::list<std::string>& names);
 
 // Counters of "Driver" elements of one driver name; "UnreliablyProved" counts nowhere.
@@ -124,7 +128,9 @@ struct metrics_t {
 };
 
 // Fills `m` from the file at `path`; false, with `m` untouched, when the file yields no
-// document.
+// document. Throws "map::at" for an unknown status text of a goal, a "Mechanism" or a
+// "Driver" (a missing "Mechanism" or "Driver" status included; a goal's defaults to
+// "Unproved").
 bool getMetrics(const std::string& path, metrics_t& m);
 
 } // namespace pos

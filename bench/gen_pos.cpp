@@ -1,0 +1,56 @@
+// gen_pos: writes a synthetic .pos file for benchmarks and manual runs.
+//   gen_pos OUTPUT GROUPS GOALS_PER_GROUP SEED [--mechanisms=a,b] [--drivers=d1,d2,d3]
+
+#include "posgen.h"
+
+#include <QHash>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+[[noreturn]] void usage() {
+    std::fprintf(stderr, "usage: gen_pos OUTPUT GROUPS GOALS_PER_GROUP SEED "
+                         "[--mechanisms=NAME,...] [--drivers=NAME,...]\n");
+    std::exit(2);
+}
+
+unsigned long number(const char* text) {
+    char* end = nullptr;
+    const unsigned long value = std::strtoul(text, &end, 10);
+    if (*text == '\0' || *end != '\0' || value > 0xffffffffUL)
+        usage();
+    return value;
+}
+
+// The comma-separated names after `prefix` in `arg`, or false when `arg` is another option.
+bool namesOf(const char* arg, const char* prefix, QStringList& names) {
+    if (std::strncmp(arg, prefix, std::strlen(prefix)) != 0)
+        return false;
+    names = QString::fromUtf8(arg + std::strlen(prefix)).split(',', Qt::SkipEmptyParts);
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    qSetGlobalQHashSeed(0); // same attribute order for the same seed
+    if (argc < 5)
+        usage();
+    posgen::options_t options;
+    options.groups = static_cast<unsigned>(number(argv[2]));
+    options.goalsPerGroup = static_cast<unsigned>(number(argv[3]));
+    options.seed = static_cast<uint32_t>(number(argv[4]));
+    for (int i = 5; i < argc; ++i) {
+        if (!namesOf(argv[i], "--mechanisms=", options.mechanisms) &&
+            !namesOf(argv[i], "--drivers=", options.drivers))
+            usage();
+    }
+    if (!posgen::writeFile(QString::fromLocal8Bit(argv[1]), options)) {
+        std::fprintf(stderr, "gen_pos: cannot write %s\n", argv[1]);
+        return 1;
+    }
+    return 0;
+}
