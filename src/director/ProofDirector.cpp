@@ -8,11 +8,16 @@
 #include <QTextStream>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
 #include <iostream>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <sys/types.h>
 #include <thread>
+#include <unistd.h>
 
 using mechanism::driver_t;
 using pos::status_t;
@@ -81,6 +86,63 @@ QString baseNameOfPog(const QString& pogFile) {
     if (dot <= separator)
         return native.mid(separator + 1);
     return native.mid(separator + 1, dot - separator - 1);
+}
+
+// Live (not zombie) processes whose chain of parents leads to `root`, read from /proc.
+std::vector<pid_t> liveDescendantsOf(pid_t root) {
+    std::multimap<pid_t, std::pair<pid_t, bool>> childrenOf; // parent -> (pid, alive)
+    DIR* proc = opendir("/proc");
+    if (proc == nullptr)
+        return {};
+    while (const dirent* entry = readdir(proc)) {
+        char* end = nullptr;
+        const long pid = strtol(entry->d_name, &end, 10);
+        if (pid <= 0 || *end != '\0')
+            continue;
+        const std::string statPath = std::string("/proc/") + entry->d_name + "/stat";
+        FILE* stat = fopen(statPath.c_str(), "r");
+        if (stat == nullptr)
+            continue;
+        char line[1024];
+        const bool read = fgets(line, sizeof line, stat) != nullptr;
+        fclose(stat);
+        // The command name may hold blanks and parentheses: parse after the last ')'.
+        const char* afterName = read ? strrchr(line, ')') : nullptr;
+        char state = 0;
+        long parent = 0;
+        if (afterName == nullptr || sscanf(afterName + 1, " %c %ld", &state, &parent) != 2)
+            continue;
+        childrenOf.emplace(static_cast<pid_t>(parent),
+                           std::make_pair(static_cast<pid_t>(pid), state != 'Z'));
+    }
+    closedir(proc);
+    std::vector<pid_t> live;
+    std::vector<pid_t> pending = {root};
+    while (!pending.empty()) {
+        const pid_t parent = pending.back();
+        pending.pop_back();
+        const auto range = childrenOf.equal_range(parent);
+        for (auto it = range.first; it != range.second; ++it) {
+            pending.push_back(it->second.first);
+            if (it->second.second)
+                live.push_back(it->second.first);
+        }
+    }
+    return live;
+}
+
+// Kills every live descendant of this process: the tools and whatever they started.
+// This process is a child subreaper (see main), so the children of a killed wrapper
+// come back to it and the next round finds them.
+void killDescendants() {
+    for (int round = 0; round < 100; ++round) {
+        const std::vector<pid_t> live = liveDescendantsOf(getpid());
+        if (live.empty())
+            return;
+        for (pid_t pid : live)
+            ::kill(pid, SIGKILL);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 } // namespace
@@ -309,6 +371,7 @@ void ProofDirector::stop() {
         for (qint64 pid : processes)
             ::kill(static_cast<pid_t>(pid), SIGKILL);
     }
+    killDescendants();
     // A writer still running could otherwise create its file after the clean-up.
     waitForProcessesGone();
     // Kept locked on purpose: the caller exits right after, and no worker may start a

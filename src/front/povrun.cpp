@@ -18,6 +18,7 @@
 #include <iostream>
 #include <list>
 #include <mutex>
+#include <sys/prctl.h>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -249,6 +250,10 @@ int main(int argc, char** argv) {
     // Qt keeps XML attributes in a hash: without a fixed seed every save would order the
     // .pos attributes differently.
     qSetGlobalQHashSeed(0);
+    // Orphans of the tools (a wrapper script's solver, say) become our children instead
+    // of init's, so that a stop can still find and kill them. Process groups would do it
+    // too, but would take the tools out of the terminal's group and break Ctrl-C.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
     installSignalHandler();
     try {
         const int status = run(argc, argv);
