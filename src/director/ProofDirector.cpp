@@ -331,13 +331,18 @@ bool ProofDirector::savePosFile() {
 // ---------------------------------------------------------------------------------------
 // Running tools and stopping
 
-void ProofDirector::registerProcess(qint64 pid) {
-    if (pid <= 0)
-        return;
+qint64 ProofDirector::startTool(QProcess& process, const std::filesystem::path& program,
+                                const QStringList& arguments) {
+    // Starting and registering under the lock that stop() takes: no tool can appear
+    // after stop() has killed the registered ones, and none starts afterwards.
     std::lock_guard<std::mutex> lock(processMutex);
-    processes.push_back(pid);
     if (stopping)
-        ::kill(static_cast<pid_t>(pid), SIGKILL);
+        return -1;
+    process.start(qstringOfPath(program), arguments, QIODevice::ReadWrite);
+    const qint64 pid = process.processId();
+    if (pid > 0)
+        processes.push_back(pid);
+    return pid;
 }
 
 void ProofDirector::unregisterProcess(qint64 pid) {
@@ -685,9 +690,9 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
                   << utf8(job.args.join(QLatin1Char(' '))) << std::endl;
         std::clog << TRACE_PREFIX << "to generate " << utf8(job.po2filename) << std::endl;
     }
-    process.start(qstringOfPath(job.cmd), job.args, QIODevice::ReadWrite);
-    const qint64 pid = process.processId();
-    registerProcess(pid);
+    const qint64 pid = startTool(process, job.cmd, job.args);
+    if (pid < 0)
+        return; // stopping
     const ScopeExit unregister([this, pid] { unregisterProcess(pid); });
     if (!process.waitForStarted(30000)) {
         std::clog << TRACE_PREFIX << "Writer had an error." << std::endl;
@@ -750,17 +755,20 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
         std::clog << " and reading command " << job.cmdr.string() << " "
                   << utf8(job.argsr.join(QLatin1Char(' '))) << std::endl;
     }
-    prover.start(qstringOfPath(job.cmdp), job.argsp, QIODevice::ReadWrite);
-    const qint64 proverPid = prover.processId();
-    registerProcess(proverPid);
+    const qint64 proverPid = startTool(prover, job.cmdp, job.argsp);
+    if (proverPid < 0)
+        return; // stopping
     ScopeExit unregisterProver([this, proverPid] { unregisterProcess(proverPid); });
     // A prover that could not even be set up (its input file is missing) never takes the
     // pipe's write end: the reader then reads nothing instead of waiting for ever.
     if (prover.state() == QProcess::NotRunning)
         reader.setStandardInputFile(QProcess::nullDevice());
-    reader.start(qstringOfPath(job.cmdr), job.argsr, QIODevice::ReadWrite);
-    const qint64 readerPid = reader.processId();
-    registerProcess(readerPid);
+    const qint64 readerPid = startTool(reader, job.cmdr, job.argsr);
+    if (readerPid < 0) { // stopping
+        prover.kill();
+        prover.waitForFinished(-1);
+        return;
+    }
     ScopeExit unregisterReader([this, readerPid] { unregisterProcess(readerPid); });
     if (!fromStdin)
         prover.closeWriteChannel();

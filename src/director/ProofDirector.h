@@ -11,6 +11,7 @@
 #include <QDomElement>
 #include <QList>
 #include <QObject>
+#include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <condition_variable>
@@ -117,7 +118,10 @@ public:
 
 private:
     void appendError(const QString& message);
-    void registerProcess(qint64 pid);
+    // Starts a tool and registers its pid for stop(); -1, with nothing started, once
+    // stop() has begun.
+    qint64 startTool(QProcess& process, const std::filesystem::path& program,
+                     const QStringList& arguments);
     void unregisterProcess(qint64 pid);
     void waitForProcessesGone();
     void runJobs();
