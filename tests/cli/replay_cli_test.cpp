@@ -9,6 +9,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QThread>
@@ -125,6 +126,30 @@ TEST_F(ReplayTest, ProtocolShowsDriversHeadingsAndMarks) {
                           "<proofPass>\tProof driver d2, still 1 unproved PO</proofPass>\n"
                           "\n<proofResult>\n\n<total>") +
                   report + "</total>\n</proofResult>\n</proof>\n");
+}
+
+TEST_F(ReplayTest, TraceLevelOneTellsWhatHappens) {
+    faketools::DriverSpec d;
+    d.name = "d";
+    writeMechanism("always", {d});
+    const QByteArray pos = faketools::posXml("m", {{"G", {settledBy("d"), settledBy("d")}}});
+    testutil::writeFile(path("comp.pos"), pos);
+    const testutil::RunResult traced = testutil::runPovrun(args({"-t", "1", "-c", "2"}));
+    EXPECT_EQ(traced.exitCode, 0);
+    const QString log = QString::fromStdString(traced.err);
+    EXPECT_EQ(log.count("-- ProofDirector -- Playing 0-th driver (d)\n"), 2) << traced.err;
+    EXPECT_EQ(log.count(QRegularExpression("-- Proof Director -- Thread \\d+ writes entry \\d\\.\n")), 2)
+        << traced.err;
+    EXPECT_EQ(log.count("-- Proof Director -- Thread "), 4) << "writes and proves, per job";
+    EXPECT_TRUE(log.contains("-- ProofDirector -- Issuing writing command " + tools.writer() +
+                             " -a 0 1 -i " + path("comp.pog")));
+    EXPECT_TRUE(log.contains("-- ProofDirector -- Saving new DOM in POS file " + path("comp.pos")));
+    EXPECT_TRUE(log.endsWith("-- ProofDirector -- Destroyed ProofDirector for component comp\n"));
+
+    testutil::writeFile(path("comp.pos"), pos);
+    const testutil::RunResult quiet = testutil::runPovrun(args({"-t", "2"}));
+    EXPECT_EQ(quiet.exitCode, 0);
+    EXPECT_EQ(quiet.err.find("ProofDirector"), std::string::npos) << "only level 1 traces";
 }
 
 TEST_F(ReplayTest, FailedJobsAreLoggedAndLeaveTheirGoalsAlone) {

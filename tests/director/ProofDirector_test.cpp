@@ -479,3 +479,32 @@ TEST_F(DirectorTest, DumpsShowJobsForDiagnostics) {
     EXPECT_NE(whole.str().find("\nmechanism:\n[mechanism]\n"), std::string::npos) << whole.str();
     EXPECT_FALSE(director->hasErrors());
 }
+
+TEST_F(DirectorTest, SinglePoModeEchoesTheModelAndUpdatesNothing) {
+    testutil::writeScript(path("model.sh"), "cat >/dev/null\necho Disproved\necho 'x = 1'\n"
+                                            "echo 'y = 2'\n");
+    faketools::DriverSpec driver;
+    driver.name = "d";
+    driver.writer = tools.writer();
+    driver.prover = tools.prover();
+    driver.reader = path("model.sh");
+    testutil::writeFile(path("m.xml"), faketools::mechanismXml("always", {driver}));
+    writePos({{"A", {goal("Unproved", "Unproved", {{"d", "Proved"}})}},
+              {"B", {goal("Unproved", "Unproved", {{"d", "Unproved"}}),
+                     goal("Unproved", "Unproved", {{"d", "Unproved"}})}}});
+    ASSERT_TRUE(QDir().mkpath(path("tmp")));
+    auto director = makeDirector("B.2");
+    std::ostringstream out;
+    std::streambuf* const saved = std::cout.rdbuf(out.rdbuf());
+    director->replay();
+    std::cout.rdbuf(saved);
+    EXPECT_EQ(out.str(), "\tProof driver d, still 3 unproved PO\n"
+                         "\t\tA\n\t\t\t\n\t\tB\n\t\t\t-model:\nx = 1\ny = 2\n\n\n\n");
+    EXPECT_EQ(QStringList(QString::fromUtf8(testutil::readFile(tools.writerLog())).trimmed()),
+              QStringList{"-a 1 1 -i " + path("dir/comp.pog") + " -o " +
+                          path("tmp/comp_m_d_1_1.po2") + " -m"});
+    const QByteArray saved_pos = testutil::readFile(path("comp.pos"));
+    EXPECT_TRUE(saved_pos.contains("author=\"proof_director\"")) << "saved although unchanged";
+    EXPECT_EQ(saved_pos.count("status=\"Disproved\""), 0);
+    EXPECT_FALSE(director->hasErrors());
+}
