@@ -231,8 +231,7 @@ int run(int argc, char** argv) {
     } else {
         std::list<std::string> names;
         if (!pos::getMechanisms(settings.posPath, names))
-            std::cout << (settings.xml ? "<error>" : "Error") << "File not readable "
-                      << settings.posPath << (settings.xml ? "</error>" : "") << std::endl;
+            print_file_not_readable(settings.posPath, settings.xml);
         for (const std::string& name : names) {
             const std::string path =
                 settings.mechanismDirectory + FILE_SEPARATOR + name + ".xml";

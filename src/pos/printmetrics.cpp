@@ -4,6 +4,12 @@
 
 #include <iostream>
 
+void print_file_not_readable(const std::string& path, bool xml) {
+    // No blank between "Error" and "File": other programs match the line as it is.
+    std::cout << (xml ? "<error>" : "Error") << "File not readable " << path
+              << (xml ? "</error>" : "") << std::endl;
+}
+
 void print_metrics(const std::string& path, bool xml, const std::string& name) {
     // Each item has a tagged form for -x and a plain form; either may be empty.
     const auto form = [xml](const char* tagged, const char* plain) { return xml ? tagged : plain; };
@@ -13,8 +19,7 @@ void print_metrics(const std::string& path, bool xml, const std::string& name) {
     // relies on it always closing the output.
     pos::metrics_t m;
     if (!pos::getMetrics(path, m))
-        out << form("<error>", "Error") << "File not readable " << path << form("</error>", "")
-            << std::endl;
+        print_file_not_readable(path, xml);
     out << form("", "End of proof") << std::endl;
     out << form("<proofResult>\n", "") << std::endl;
     out << form("<total>", "") << "TOTAL for " << name << "\t Proved " << m.proved

@@ -7,3 +7,7 @@
 // after "TOTAL for ". A file without a document gives an error line and an all-zero
 // report.
 void print_metrics(const std::string& path, bool xml, const std::string& name);
+
+// Writes the line that reports the .pos file at `path` as unreadable: "Error" or
+// "<error>" directly followed by "File not readable " and the path.
+void print_file_not_readable(const std::string& path, bool xml);
