@@ -155,9 +155,10 @@ QStringList terminationTrial(int trial) {
         faults << "povrun did not end within 10 s";
     }
     if (povrun.exitStatus() != QProcess::NormalExit || povrun.exitCode() != 1)
-        faults << QStringLiteral("exit status %1 (crashed: %2)")
+        faults << QStringLiteral("exit status %1 (crashed: %2): %3")
                       .arg(povrun.exitCode())
-                      .arg(povrun.exitStatus() != QProcess::NormalExit);
+                      .arg(povrun.exitStatus() != QProcess::NormalExit)
+                      .arg(QString::fromUtf8(povrun.readAllStandardError().right(3000)));
     const QDomDocument doc = pos::documentOfFile(component.path("comp.pos"));
     if (doc.isNull()) {
         faults << "the status file does not parse";

@@ -271,7 +271,7 @@ TEST_F(ReplayTest, TerminationKillsToolsRemovesFilesAndSavesTheDocument) {
     ASSERT_TRUE(povrun.waitForFinished(10000));
     EXPECT_LT(stopping.elapsed(), 3000);
     EXPECT_EQ(povrun.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(povrun.exitCode(), 1);
+    EXPECT_EQ(povrun.exitCode(), 1) << povrun.readAllStandardError().toStdString();
     for (const QString& pid : pids)
         EXPECT_FALSE(isAlive(pid)) << "process " << pid.toStdString() << " of a prover";
     EXPECT_EQ(leftInTmp(), QStringList());
