@@ -13,6 +13,7 @@
 #include <dirent.h>
 #include <iostream>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <sys/types.h>
@@ -498,26 +499,37 @@ void ProofDirector::runJobs() {
         std::rethrow_exception(failure);
 }
 
-void ProofDirector::writeAndProveJob() {
-    std::thread::id id;
+bool ProofDirector::takeJob(std::size_t count, unsigned long long& index,
+                            const std::function<void(unsigned long long)>& traceTaken) {
+    std::lock_guard<std::mutex> lock(jobMutex);
+    if (nextJob == count)
+        return false;
+    index = nextJob++;
+    // Under the lock, so that the trace lines of the workers come out whole.
     if (trace == 1)
-        id = std::this_thread::get_id();
-    for (;;) {
-        unsigned long long i;
-        {
-            std::lock_guard<std::mutex> lock(jobMutex);
-            if (nextJob == writerJobs.size())
-                return;
-            i = nextJob++;
-            if (trace == 1)
-                std::clog << THREAD_TRACE_PREFIX << "Thread " << id << " writes entry " << i
-                          << "." << std::endl;
-        }
+        traceTaken(index);
+    return true;
+}
+
+void ProofDirector::traceThread(const std::thread::id& id, const std::string& what) const {
+    std::clog << THREAD_TRACE_PREFIX << "Thread " << id << " " << what << std::endl;
+}
+
+std::thread::id ProofDirector::tracedThreadId() const {
+    return trace == 1 ? std::this_thread::get_id() : std::thread::id();
+}
+
+void ProofDirector::writeAndProveJob() {
+    const std::thread::id id = tracedThreadId();
+    const auto traceWrites = [&](unsigned long long i) {
+        traceThread(id, "writes entry " + std::to_string(i) + ".");
+    };
+    unsigned long long i;
+    while (takeJob(writerJobs.size(), i, traceWrites)) {
         writeEntry(i);
         if (trace == 1) {
             const prover_data_t& job = proverJobs.at(i);
-            std::clog << THREAD_TRACE_PREFIX << "Thread " << id << " proves entry ("
-                      << job.cmdp.string() << ", " << job.cmdr.string() << ")." << std::endl;
+            traceThread(id, "proves entry (" + job.cmdp.string() + ", " + job.cmdr.string() + ").");
         }
         proveEntry(i);
     }
@@ -664,22 +676,12 @@ void append_param(const mechanism::param_t& param, QStringList& args, const QStr
 // Writer stage
 
 void ProofDirector::writeJob() {
-    std::thread::id id;
-    if (trace == 1)
-        id = std::this_thread::get_id();
-    for (;;) {
-        unsigned long long index;
-        {
-            std::lock_guard<std::mutex> lock(jobMutex);
-            if (nextJob == writerJobs.size())
-                return;
-            index = nextJob++;
-            if (trace == 1)
-                std::clog << THREAD_TRACE_PREFIX << "Thread " << id << " writes entry " << index
-                          << "." << std::endl;
-        }
+    const std::thread::id id = tracedThreadId();
+    unsigned long long index;
+    while (takeJob(writerJobs.size(), index, [&](unsigned long long i) {
+        traceThread(id, "writes entry " + std::to_string(i) + ".");
+    }))
         writeEntry(index);
-    }
 }
 
 void ProofDirector::writeEntry(const unsigned long long& index) {
@@ -722,23 +724,13 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
 // Prover and reader stage
 
 void ProofDirector::proveJob() {
-    std::thread::id id;
-    if (trace == 1)
-        id = std::this_thread::get_id();
-    for (;;) {
-        unsigned long long index;
-        {
-            std::lock_guard<std::mutex> lock(jobMutex);
-            if (nextJob == proverJobs.size())
-                return;
-            index = nextJob++;
-            if (trace == 1)
-                std::clog << THREAD_TRACE_PREFIX << "Thread " << id << " proves entry ("
-                          << proverJobs[index].cmdp.string() << ", "
-                          << utf8(proverJobs[index].inpath) << ")." << std::endl;
-        }
+    const std::thread::id id = tracedThreadId();
+    unsigned long long index;
+    while (takeJob(proverJobs.size(), index, [&](unsigned long long i) {
+        traceThread(id, "proves entry (" + proverJobs[i].cmdp.string() + ", " +
+                            utf8(proverJobs[i].inpath) + ").");
+    }))
         proveEntry(index);
-    }
 }
 
 void ProofDirector::proveEntry(const unsigned long long& index) {

@@ -18,9 +18,11 @@
 #include <cstdint>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -125,6 +127,12 @@ private:
     void unregisterProcess(qint64 pid);
     void waitForProcessesGone();
     void runJobs();
+    // Hands out the next of `count` job indices under jobMutex; false when none is left.
+    bool takeJob(std::size_t count, unsigned long long& index,
+                 const std::function<void(unsigned long long)>& traceTaken);
+    // A worker's trace line, "-- Proof Director -- Thread ID WHAT".
+    void traceThread(const std::thread::id& id, const std::string& what) const;
+    std::thread::id tracedThreadId() const;
     void removeSecondaryFiles();
     void traceLine(const char* message) const;
     void printHeadingsUpTo(unsigned long long group);

@@ -9,10 +9,12 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sstream>
+#include <thread>
 
 using faketools::GoalSpec;
 using faketools::GroupSpec;
@@ -507,4 +509,45 @@ TEST_F(DirectorTest, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     EXPECT_TRUE(saved_pos.contains("author=\"proof_director\"")) << "saved although unchanged";
     EXPECT_EQ(saved_pos.count("status=\"Disproved\""), 0);
     EXPECT_FALSE(director->hasErrors());
+}
+
+TEST_F(DirectorTest, StageWorkersHandOutEveryJobOnce) {
+    writeMechanism("always", {"d"});
+    std::vector<GoalSpec> goals(7, goal("Unproved", "Unproved", {{"d", "Proved"}}));
+    writePos({{"G", goals}});
+    ASSERT_TRUE(QDir().mkpath(path("tmp")));
+    const auto prepare = [&](ProofDirector& director) {
+        ASSERT_TRUE(director.reloadPosFile());
+        director.setDriver(director.getMechanism().drivers.at(0));
+        ProofDirector::selection_t selection;
+        director.selectForDriver(selection);
+        director.produceWriterData(path("tmp"), "comp.pog", selection);
+        director.produceProverData();
+    };
+    auto writing = makeDirector();
+    prepare(*writing);
+    std::vector<std::thread> writers;
+    for (int n = 0; n < 3; ++n)
+        writers.emplace_back([&] { writing->writeJob(); });
+    for (std::thread& t : writers)
+        t.join();
+    const QStringList calls =
+        QString::fromUtf8(testutil::readFile(tools.writerLog())).split('\n', Qt::SkipEmptyParts);
+    EXPECT_EQ(calls.size(), 7);
+    EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 7);
+    EXPECT_EQ(QDir(path("tmp")).entryList(QDir::Files).size(), 7);
+
+    auto proving = makeDirector();
+    prepare(*proving);
+    std::ostringstream out;
+    std::streambuf* const saved = std::cout.rdbuf(out.rdbuf());
+    std::vector<std::thread> provers;
+    for (int n = 0; n < 3; ++n)
+        provers.emplace_back([&] { proving->proveJob(); });
+    for (std::thread& t : provers)
+        t.join();
+    std::cout.rdbuf(saved);
+    EXPECT_EQ(out.str(), "\t\tG\n\t\t\t+++++++");
+    EXPECT_EQ(testutil::readFile(path("comp.pos")).count("status=\"Proved\""), 7 * 3)
+        << "goal, mechanism and driver of each PO";
 }
