@@ -141,6 +141,18 @@ TEST_F(BadInputTest, StatusFileThatCannotBeLoadedIsReportedAndNeverWritten) {
     }
 }
 
+TEST_F(BadInputTest, GoalWithoutTheMechanismIsRefusedAndLeftAlone) {
+    faketools::GoalSpec registered, unregistered;
+    registered.drivers = {{"d", "Proved"}};
+    unregistered.hasMechanism = false;
+    writePos(faketools::posXml("m", {{"G", {registered, unregistered}}}));
+    const testutil::RunResult r = run();
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out, PROVING + "Error comp .pos\n" + report(0, 2));
+    EXPECT_TRUE(posUnchanged());
+}
+
 TEST_F(BadInputTest, UnknownWordsEndTheRunWithMapAtAndChangeNothing) {
     struct Row {
         const char* name;
