@@ -114,7 +114,10 @@ TEST_F(BadInputTest, StatusFileThatCannotBeLoadedIsReportedAndNeverWritten) {
         {"empty", [&] { writePos(""); }},
         {"truncated", [&] { writePos(goodPos.left(goodPos.size() / 2)); }},
         {"malformed", [&] { writePos("<Proof_Obligations><Proof_Obligation></Simple_Goal>\n"); }},
-        {"not text", [&] { writePos(QByteArray("\0\x01\xff\xfe garbage", 14)); }},
+        {"not text", [&] {
+             static const char bytes[] = "\0\x01\xff\xfe garbage";
+             writePos(QByteArray(bytes, sizeof bytes - 1));
+         }},
     };
     const std::string notReadable = "ErrorFile not readable " + path("comp.pos").toStdString() + "\n";
     for (const Row& row : rows) {
@@ -325,7 +328,8 @@ TEST_F(BadInputTest, ToolThatMisbehavesLeavesItsGoalAsItWas) {
         std::string err;
         std::string marks;  // empty: no mark at all
     };
-    const QByteArray notAProgram = QByteArray("\x7f" "ELF\x02\x01 not a program", 20);
+    static const char elfHeadOnly[] = "\x7f" "ELF\x02\x01 not a program";
+    const QByteArray notAProgram(elfHeadOnly, sizeof elfHeadOnly - 1);
     const std::vector<Row> rows = {
         {"writer crashes", "kill -SEGV $$\n", "", "", "-- ProofDirector -- Writer crashed.\n", "-"},
         {"prover crashes", "", "kill -SEGV $$\n", "", "Driver prover crashed.\n", ""},
