@@ -2,6 +2,7 @@
 
 #include "resource/p_mark.h"
 
+#include <errno.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -71,6 +72,14 @@ T_resource_line *T_resource_file::load()
     }
     if (status.st_size < 1)
         return 0;
+    /* fopen accepts a directory here and every read then fails silently: refuse it as
+       the open failure it is, so a mistyped -r is reported. */
+    if (S_ISDIR(status.st_mode)) {
+        errno = EISDIR;
+        fprintf(stderr, "Can not open file: %s ", name->chars);
+        perror("because");
+        return 0;
+    }
     FILE *in = s_fopen(name->chars, "r");
     if (in == 0)
         return 0;
