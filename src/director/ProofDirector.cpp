@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <iostream>
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -304,8 +305,9 @@ bool ProofDirector::loadPosFile() {
 
 bool ProofDirector::savePosFile() {
     const QFileInfo info(posPath);
-    // Never create a status file, and respect one the user made read-only.
-    if (!info.exists() || !info.isWritable())
+    // Never create a status file, and respect one the user made read-only (even when
+    // running as root, who could write it anyway).
+    if (!info.exists() || !info.isWritable() || !(info.permissions() & QFileDevice::WriteOwner))
         return false;
     QDomElement root = dom.documentElement();
     if (root.isNull())
@@ -469,8 +471,11 @@ void ProofDirector::runJobs() {
         return;
     }
     nextJob = 0;
+    // A worker beyond the number of jobs would only find the counter at its end; with a
+    // huge -c, starting them all would cost seconds and gigabytes for nothing.
+    const std::size_t wanted = std::min<std::size_t>(concurrency, writerJobs.size());
     std::vector<std::unique_ptr<std::thread>> workers;
-    for (uint32_t n = 0; n < concurrency; ++n) {
+    for (std::size_t n = 0; n < wanted; ++n) {
         try {
             workers.push_back(std::make_unique<std::thread>([this] {
                 try {
