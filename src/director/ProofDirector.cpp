@@ -4,17 +4,19 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QSaveFile>
+#include <QTextCodec>
 #include <QTextStream>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
-#include <iostream>
-#include <algorithm>
 #include <cstring>
+#include <dirent.h>
 #include <functional>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <sys/types.h>
@@ -33,18 +35,20 @@ const QString AUTHOR = QStringLiteral("proof_director");
 const QString FILE_PLACEHOLDER = QStringLiteral("${file}");
 
 const std::map<status_t, std::string> stringOfStatus = {
-    {pos::UNPROVED, "-"}, {pos::UNKNOWN, "-"}, {pos::UNRELIABLY_PROVED, "*"},
+    {pos::UNPROVED, "-"}, {pos::UNKNOWN, "-"},   {pos::UNRELIABLY_PROVED, "*"},
     {pos::PROVED, "+"},   {pos::DISPROVED, "!"},
 };
 const std::map<status_t, std::string> xmlOfStatus = {
-    {pos::UNPROVED, "<m/>"}, {pos::UNKNOWN, "<m/>"}, {pos::UNRELIABLY_PROVED, "<u/>"},
+    {pos::UNPROVED, "<m/>"}, {pos::UNKNOWN, "<m/>"},   {pos::UNRELIABLY_PROVED, "<u/>"},
     {pos::PROVED, "<p/>"},   {pos::DISPROVED, "<d/>"},
 };
 
 // How long stop() waits for killed tools to be reaped before it removes their files.
 constexpr std::chrono::milliseconds STOP_GRACE{2000};
 
-std::string utf8(const QString& text) { return text.toStdString(); }
+std::string utf8(const QString& text) {
+    return text.toStdString();
+}
 
 QString qstringOfPath(const std::filesystem::path& path) {
     return QString::fromStdString(path.string());
@@ -160,25 +164,29 @@ ProofDirector::ProofDirector(const std::string& component, const std::string& me
                              const std::string& poSelector, bool fastOnly)
     : QObject(nullptr), driverFilter(QString::fromStdString(driverFilter)),
       poSelector(QString::fromStdString(poSelector)), posPath(QString::fromStdString(posPath)),
-      pogPath(QString::fromStdString(pogPath)), tempDir(QString::fromStdString(tempDir)),
-      xml(xml), concurrency(concurrency), trace(trace), fastOnly(fastOnly),
-      installDirs(installDirs), component(component) {
+      pogPath(QString::fromStdString(pogPath)), tempDir(QString::fromStdString(tempDir)), xml(xml),
+      concurrency(concurrency), trace(trace), fastOnly(fastOnly), installDirs(installDirs),
+      component(component) {
     loaded = mechanism::ofFile(QString::fromStdString(mechanismFile), mechanism, installDirs);
     if (trace == 1) {
         std::clog << TRACE_PREFIX << "Created a ProofDirector for " << component << " from "
                   << mechanismFile << std::endl;
-        std::clog << "xml: " << xml << " " << "concurrency: " << concurrency << " "
-                  << "loaded: " << loaded << " " << "trace: " << trace << std::endl;
+        std::clog << "xml: " << xml << " "
+                  << "concurrency: " << concurrency << " "
+                  << "loaded: " << loaded << " "
+                  << "trace: " << trace << std::endl;
     }
 }
 
 ProofDirector::~ProofDirector() {
     if (trace == 1)
-        std::clog << TRACE_PREFIX << "Destroyed ProofDirector for " << "component " << component
-                  << std::endl;
+        std::clog << TRACE_PREFIX << "Destroyed ProofDirector for "
+                  << "component " << component << std::endl;
 }
 
-bool ProofDirector::isLoaded() const { return loaded; }
+bool ProofDirector::isLoaded() const {
+    return loaded;
+}
 
 bool ProofDirector::hasErrors() const {
     std::lock_guard<std::mutex> lock(errorMutex);
@@ -190,7 +198,9 @@ QList<QString> ProofDirector::getErrors() const {
     return errors;
 }
 
-std::string ProofDirector::getMechanismName() const { return mechanism.name; }
+std::string ProofDirector::getMechanismName() const {
+    return mechanism.name;
+}
 
 void ProofDirector::appendError(const QString& message) {
     std::lock_guard<std::mutex> lock(errorMutex);
@@ -303,6 +313,25 @@ bool ProofDirector::loadPosFile() {
     return registered;
 }
 
+// Qt writes the XML declaration back with single quotes around values it keeps as
+// read: a value holding a quote, or an encoding no codec knows, would come out as a file
+// that does not parse (or cannot be written). Such a declaration gives way to UTF-8.
+static void ensureWritableDeclaration(QDomDocument& dom) {
+    QDomNode first = dom.firstChild();
+    if (!first.isProcessingInstruction() || first.nodeName() != QLatin1String("xml"))
+        return;
+    static const QRegularExpression wellFormed(QStringLiteral(
+        "^version='[^'\"]*'(?: encoding='([^'\"]*)')?(?: standalone='(?:yes|no)')?$"));
+    const QRegularExpressionMatch match = wellFormed.match(first.nodeValue());
+    if (match.hasMatch() &&
+        (match.captured(1).isEmpty() || QTextCodec::codecForName(match.captured(1).toLatin1())))
+        return;
+    dom.replaceChild(
+        dom.createProcessingInstruction(QStringLiteral("xml"),
+                                        QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")),
+        first);
+}
+
 bool ProofDirector::savePosFile() {
     const QFileInfo info(posPath);
     // Never create a status file, and respect one the user made read-only (even when
@@ -313,6 +342,7 @@ bool ProofDirector::savePosFile() {
     if (root.isNull())
         return false;
     root.setAttribute(pos::ATTR_AUTHOR, AUTHOR);
+    ensureWritableDeclaration(dom);
     // Written beside the old file and renamed over it, so a kill or a full disk in the
     // middle of a save leaves the previous file whole.
     QSaveFile file(info.isSymLink() ? info.symLinkTarget() : posPath);
@@ -429,14 +459,13 @@ bool ProofDirector::hasWork() {
 void ProofDirector::playDrivers() {
     for (std::size_t k = 0; k < mechanism.drivers.size(); ++k) {
         driver = mechanism.drivers[k];
-        if ((!driverFilter.isEmpty() && driverFilter != driver.name) ||
-            (fastOnly && !driver.fast))
+        if ((!driverFilter.isEmpty() && driverFilter != driver.name) || (fastOnly && !driver.fast))
             continue;
         const std::string name = utf8(driver.name);
         const auto tracePlaying = [&] {
             if (trace == 1)
-                std::clog << TRACE_PREFIX << "Playing " << k << "-th driver " << "(" << name
-                          << ")" << std::endl;
+                std::clog << TRACE_PREFIX << "Playing " << k << "-th driver "
+                          << "(" << name << ")" << std::endl;
         };
         tracePlaying();
         std::cout << (xml ? "<proofPass>" : "") << "\tProof driver " << name << ", still "
@@ -712,8 +741,8 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
     process.waitForFinished(-1);
     if (process.exitStatus() != QProcess::NormalExit) {
         std::clog << TRACE_PREFIX << "Writer crashed." << std::endl;
-        appendError(tr("Secondary proof obligation generation for driver %1 crashed.")
-                        .arg(driver.name));
+        appendError(
+            tr("Secondary proof obligation generation for driver %1 crashed.").arg(driver.name));
         return;
     }
     // The exit code is not examined: the file is the writer's only answer.

@@ -371,6 +371,16 @@ TEST_F(DirectorTest, SavingKeepsTheUsersFile) {
               mode);
     EXPECT_EQ(QDir(path("real")).entryList(QDir::Files), QStringList{"comp.pos"});
 
+    // A declaration Qt would write back broken (a quote in a value, an unknown
+    // encoding) gives way to UTF-8 rather than leave a file that does not parse.
+    for (const char* encoding : {"ISO'8859-1", "no-such-codec"}) {
+        testutil::writeFile(path("real/comp.pos"), "<?xml version=\"1.0\" encoding=\"" +
+                                                       QByteArray(encoding) +
+                                                       "\"?>\n<Proof_Obligations/>\n");
+        auto director = makeDirector();
+        ASSERT_TRUE(director->reloadPosFile() && director->savePosFile()) << encoding;
+        EXPECT_FALSE(pos::documentOfFile(path("comp.pos")).isNull()) << encoding;
+    }
     QFile::setPermissions(path("real/comp.pos"), QFileDevice::ReadOwner);
     auto readOnly = makeDirector();
     ASSERT_TRUE(readOnly->reloadPosFile());
