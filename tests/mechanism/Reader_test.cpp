@@ -36,8 +36,8 @@ std::string read(mechanism_t& m, const QString& file, const QString& xml) {
     return result + "|" + err.str() + "|" + log.str();
 }
 
-// Per driver: its attributes, then each tool's parameters ("~": absent, unlike empty, for the
-// director passes an empty value on but leaves an absent one out).
+// Per driver: name, group, ext, fast, input, timeout, then each tool's parameters, "~" for an
+// absent name or value (the director passes an empty value on but leaves an absent one out).
 std::string summary(const mechanism_t& m) {
     const auto text = [](const QString& s) { return s.isNull() ? QString("~") : s; };
     QString out;
