@@ -12,11 +12,10 @@
 #include <gtest/gtest.h>
 
 TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
-    // The example's head and first group, about 3 KB so that every prefix runs in seconds;
-    // each goal there carries the mechanism "z3".
+    // The example's head and first group, whose goals all carry "z3": 3 KB, quick to cut.
     const QByteArray example = testutil::readFile(POVRUN_SOURCE_DIR "/examples/smt/tank.pos");
-    const int groupEnd = example.indexOf("    </Proof_Obligation>\n") + 24;
-    const QByteArray full = example.left(groupEnd) + "</Proof_Obligations>\n";
+    const QByteArray full =
+        example.left(example.indexOf("    </Proof_Obligation>\n") + 24) + "</Proof_Obligations>\n";
     QTemporaryDir dir;
     const faketools::ToolSet tools = faketools::writeTools(dir.path());
     const faketools::DriverSpec z3{"z3", "none", tools.writer(), tools.prover(), tools.reader()};
@@ -25,6 +24,9 @@ TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
     const std::string pos = posPath.toStdString();
     ProofDirector director("tank", dir.filePath("z3.xml").toStdString(), pos, "tank.pog",
                            dir.path().toStdString(), {}, false, 1, 0, "", "", false);
+    // The director holds the whole document first: a refused prefix must drop it.
+    testutil::writeFile(posPath, full);
+    ASSERT_TRUE(director.reloadPosFile() && QFile::remove(posPath));
     std::vector<int> loaded;
     for (int length = 0; length <= full.size(); ++length) {
         QFile file(posPath); // grown, never truncated: that spares thousands of flushes

@@ -157,11 +157,11 @@ TEST_F(ResourceTest, DeletingToolsAndResourcesRemovesTheirLines) {
 TEST_F(ResourceTest, SaveRewritesTheFileLineForLineAndKeepsABackup) {
     const std::string original = "! header\n\nZDR*t*a: 1\nnot a resource\nZDR*t*b: \\\n   2\n";
     const std::string file = write("res", original);
-    load(nullptr, nullptr, file.c_str());
-    set_resource("t", "b", "3");
-    set_resource("t", "c", "4");
+    load(nullptr, write("user", "ZDR*t*u: 1\n").c_str(), file.c_str());
+    set_resource("t", "b", "3"); // rewritten in place
+    set_resource("t", "u", "4"); // moved to the file a save writes
     save_resources();
     EXPECT_EQ(testutil::readFile(QString::fromStdString(file)),
-              "! header\n\nZDR*t*a: 1\nnot a resource\nZDR*t*b: 3\nZDR*t*c: 4\n");
+              "! header\n\nZDR*t*a: 1\nnot a resource\nZDR*t*b: 3\nZDR*t*u: 4\n");
     EXPECT_EQ(testutil::readFile(QString::fromStdString(file + "~")), original.c_str());
 }
