@@ -1,0 +1,167 @@
+// Status spellings, the combined status of a goal, the document operations and the metrics.
+
+#include "common/testutil.h"
+#include "pos/pos_p.h"
+#include "pos/printmetrics.h"
+
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <stdexcept>
+
+using namespace pos;
+
+namespace {
+
+// A .pos document with one "Proof_Obligation" per entry, each entry the XML of its goals.
+QDomDocument document(const QStringList& groups) {
+    const QString open = "<Proof_Obligation><Tag>g</Tag>", close = "</Proof_Obligation>";
+    QDomDocument doc;
+    doc.setContent("<Proof_Obligations>" + open + groups.join(close + open) + close +
+                   "</Proof_Obligations>");
+    return doc;
+}
+
+// A goal with an optional proof state and assistant verdict, and one "Mechanism" per status.
+QString goalXml(const char* state, const char* iapa, const std::vector<const char*>& mechanisms) {
+    QString xml = "<Simple_Goal>";
+    if (state)
+        xml += QString("<Proof_State proofState='%1'/>").arg(state);
+    if (iapa)
+        xml += QString("<iapa><status value='%1'/></iapa>").arg(iapa);
+    for (const char* status : mechanisms)
+        xml += QString("<Mechanism name='m' status='%1'/>").arg(status);
+    return xml + "</Simple_Goal>";
+}
+
+status_t expectedOf(const QString& goal) {
+    const QDomDocument doc = document({goal});
+    return expectedStatus(doc.elementsByTagName(TAG_SIMPLE_GOAL).at(0).toElement());
+}
+
+// A count per printed figure (1 proved, 2 unreliable, 3 disproved, 4 unproved) and five
+// "Unknown" goals that count in none of them, each proved by two mechanisms.
+const QStringList METRICS_GROUPS = {
+    "<Simple_Goal status='Proved'/>" +
+        QString("<Simple_Goal status='UnreliablyProved'/>").repeated(2) +
+        QString("<Simple_Goal status='Disproved'/>").repeated(3),
+    QString("<Simple_Goal/>").repeated(4) +
+        QString("<Simple_Goal status='Unknown'><Mechanism name='b' status='Proved'/>"
+                "<Mechanism name='a' status='Proved'/></Simple_Goal>")
+            .repeated(5)};
+
+// The file of METRICS_GROUPS, and a path where no file is.
+class MetricsFile : public testing::Test {
+protected:
+    void SetUp() override { testutil::writeFile(path, document(METRICS_GROUPS).toByteArray()); }
+    QTemporaryDir dir;
+    const QString path = dir.filePath("comp.pos"), missing = dir.filePath("missing.pos");
+};
+
+} // namespace
+
+TEST(Status, SpellingsReadBackAndUnknownTextsThrowMapAt) {
+    for (const status_t status : {UNPROVED, UNKNOWN, UNRELIABLY_PROVED, PROVED, DISPROVED})
+        EXPECT_EQ(proofStatusOfAttrValue(strOfProofStatus(status)), status) << status;
+    EXPECT_EQ(proofStatusOfAttrValue("Proved(Rapide)"), PROVED);
+    for (const char* bad : {"Valid", "Invalid", "proved", " Proved", "", "Proved(4)"}) {
+        try {
+            ADD_FAILURE() << "'" << bad << "' read as " << proofStatusOfAttrValue(bad);
+        } catch (const std::out_of_range& e) {
+            EXPECT_STREQ(e.what(), "map::at") << bad;
+        }
+    }
+    EXPECT_THROW(strOfProofStatus(static_cast<status_t>(5)), std::out_of_range);
+}
+
+TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
+    const struct {
+        const char* name;
+        const char* state;
+        const char* iapa;
+        std::vector<const char*> mechanisms;
+        status_t expected;
+    } rows[] = {
+        {"nothing at all", nullptr, nullptr, {}, UNPROVED},
+        {"plain Proved is no environment proof", "Proved", nullptr, {}, UNPROVED},
+        {"environment proof", "Proved(Rapide)", nullptr, {}, PROVED},
+        {"Unknown counts as unproved", "Unproved", "Unknown", {"Unknown"}, UNPROVED},
+        {"assistant Valid is unreliable", "Unproved", "Valid", {}, UNRELIABLY_PROVED},
+        {"assistant Invalid beats the environment", "Proved(2)", "Invalid", {}, DISPROVED},
+        {"mechanism unreliable", nullptr, nullptr, {"UnreliablyProved"}, UNRELIABLY_PROVED},
+        {"mechanism beats Proved(Util)", "Proved(Util)", nullptr, {"Disproved"}, DISPROVED},
+        {"proof beats unreliable", "Unproved", "Valid", {"Unknown", "Proved"}, PROVED},
+        {"disproof beats every proof", "Proved(0)", "Valid", {"Proved", "Disproved"}, DISPROVED},
+    };
+    for (const auto& r : rows)
+        EXPECT_EQ(expectedOf(goalXml(r.state, r.iapa, r.mechanisms)), r.expected) << r.name;
+    // An environment spelling is no mechanism verdict, nor "Proved" an assistant's.
+    for (const QString& goal :
+         {goalXml(0, 0, {"Proved(0)"}), goalXml(0, 0, {"Valid"}), goalXml(0, "Proved", {})})
+        EXPECT_THROW(expectedOf(goal), std::out_of_range) << goal.toStdString();
+}
+
+TEST(RemoveMechanism, RemovesTheFirstOfTheNamePerGoalAndRecomputesThatGoal) {
+    // A name of one non-ASCII character, compared as UTF-8.
+    const QString kept = "<Mechanism name='\xc3\xa9' status='Proved'/>";
+    const QString inconsistent =
+        "<Simple_Goal status='Disproved'><Mechanism name='b' status='Proved'/></Simple_Goal>";
+    QDomDocument doc = document({"<Simple_Goal status='Disproved'><Mechanism name='\xc3\xa9' "
+                                 "status='Disproved'/>" +
+                                 kept + "</Simple_Goal>" + inconsistent});
+    const QString untouched = doc.toString();
+    bool changed = true;
+    EXPECT_TRUE(removeMechanism(doc, "b\xc3\xa9", changed));
+    EXPECT_FALSE(changed);
+    EXPECT_EQ(doc.toString(), untouched) << "an inconsistent goal stays as it is";
+    EXPECT_TRUE(removeMechanism(doc, "\xc3\xa9", changed));
+    EXPECT_TRUE(changed);
+    const QString expected =
+        "<Simple_Goal status='Proved'>" + kept + "</Simple_Goal>" + inconsistent;
+    EXPECT_EQ(doc.toString(), document({expected}).toString());
+}
+
+TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
+    const QString good = goalXml(nullptr, "Unknown", {"Unknown"});
+    EXPECT_TRUE(checkPosInvariant(document({good, good})));
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(checkPosInvariant(document(
+        {good, "<Simple_Goal status='Unknown'><Proof_State proofState='Proved'/></Simple_Goal>"
+               "<Simple_Goal status='Disproved'/>"})));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "    <Simple_Goal status=\"Unknown\">\n"
+              "        <Proof_State proofState=\"Proved\"/>\n"
+              "    </Simple_Goal>\n");
+}
+
+TEST_F(MetricsFile, GetMechanismsListsNamesOnceInFirstSeenOrderOrLeavesTheListAlone) {
+    std::list<std::string> names = {"kept"};
+    EXPECT_FALSE(getMechanisms(missing.toStdString(), names));
+    EXPECT_EQ(names, std::list<std::string>{"kept"});
+    EXPECT_TRUE(getMechanisms(path.toStdString(), names));
+    EXPECT_EQ(names, (std::list<std::string>{"b", "a"}));
+}
+
+TEST_F(MetricsFile, GetMetricsCountsEveryGoalInTheTotal) {
+    metrics_t m;
+    ASSERT_TRUE(getMetrics(path.toStdString(), m));
+    EXPECT_EQ(m.total, 15u) << "the Unknown goals included";
+}
+
+TEST_F(MetricsFile, PrintMetricsIsByteExactInBothFormsWithZerosForAMissingFile) {
+    const auto printed = [](const QString& path, bool xml) {
+        testing::internal::CaptureStdout();
+        print_metrics(path.toStdString(), xml, "comp");
+        return QString::fromStdString(testing::internal::GetCapturedStdout());
+    };
+    const QString counts = "TOTAL for comp\t Proved %1\t Proved externally %2\t Unreliably proved "
+                           "%3\t Disproved %4\t Unproved %5";
+    for (const bool xml : {false, true}) {
+        const QString report =
+            xml ? "\n<proofResult>\n\n<total>" + counts + "</total>\n</proofResult>\n</proof>\n"
+                : "End of proof\n\n" + counts + "\n";
+        const QString error = xml ? "<error>File not readable " + missing + "</error>\n"
+                                  : "ErrorFile not readable " + missing + "\n";
+        EXPECT_EQ(printed(path, xml), report.arg("1", "5", "2", "3", "4")) << "xml " << xml;
+        EXPECT_EQ(printed(missing, xml), error + report.arg("0", "0", "0", "0", "0")) << xml;
+    }
+}

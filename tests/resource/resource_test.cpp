@@ -1,0 +1,167 @@
+// The resource manager: line syntax, comments, precedence of the sources, programmatic
+// changes, deletion and save.
+
+#include "common/testutil.h"
+#include "resource/p_api.h"
+#include "resource/p_comm.h"
+#include "resource/p_file.h"
+#include "resource/p_line.h"
+#include "resource/p_mana.h"
+#include "resource/p_resour.h"
+#include "resource/p_tool.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+using Lines = std::vector<std::string>;
+
+// A fresh store per test: every file and tool is dropped before and after, and HOME points
+// into the test's temporary folder so that the default user file lands there.
+class ResourceTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        setenv("HOME", dir.path().toLocal8Bit().constData(), 1);
+        init_resource_manager();
+    }
+    void TearDown() override {
+        delete_explicit_resources();
+        delete_user_resources();
+        delete_zendrel_resources();
+        delete_all_resources();
+    }
+    std::string write(const char* name, const std::string& content) const {
+        testutil::writeFile(dir.filePath(name), QByteArray::fromStdString(content));
+        return dir.filePath(name).toStdString();
+    }
+    static std::string lookup(const char* tool, const char* name) {
+        const char* value = lookup_resource(tool, name);
+        return value ? value : "<none>";
+    }
+    // Loads the files given; returns what that wrote on stderr.
+    static std::string load(const char* product, const char* user, const char* expl) {
+        testing::internal::CaptureStderr();
+        load_resources(product, user, expl);
+        return testing::internal::GetCapturedStderr();
+    }
+    static Lines lineTexts(const T_resource_file* file) {
+        Lines texts;
+        for (const T_resource_item* item = file->first_line; item; item = item->next)
+            texts.push_back(static_cast<const T_resource_line*>(item)->value->chars);
+        return texts;
+    }
+    QTemporaryDir dir;
+};
+
+TEST_F(ResourceTest, LinesDefineValuesAsTheSyntaxSays) {
+    const struct {
+        const char* row;
+        const char* content;
+        const char* tool;
+        const char* name;
+        const char* expected; // null: the resource must not exist
+    } rows[] = {
+        {"star separators, trailing blanks", "ZDR*t*name:   value  \t\n", "t", "name", "value"},
+        {"point separators, no blank", " \tZDR.tool.name:value\n", "tool", "name", "value"},
+        {"name up to the first colon", "ZDR*t*na me :a:b\n", "t", "na me ", "a:b"},
+        {"final backslash dropped", "ZDR*t*n: a \\\n", "t", "n", "a "},
+        {"continuation", "ZDR*t*n: \\\n   value  \nZDR*t*m: 2\n", "t", "n", "value"},
+        {"line after a continuation", "ZDR*t*n: \\\n   value  \nZDR*t*m: 2\n", "t", "m", "2"},
+        {"chained continuations", "ZDR*t*n: \\\n \\ x\n\tend\n", "t", "n", "end"},
+        {"continuation at end of file", "ZDR*t*n: \\\n", "t", "n", ""},
+        {"last definition wins", "ZDR*t*n: 1\nZDR*t*n: 2\n", "t", "n", "2"},
+        {"last line without newline", "ZDR*t*n: 1\nZDR*t*n: 2", "t", "n", "1"},
+        {"tool names are case-sensitive", "ZDR*proof*n: v\n", "Proof", "n", nullptr},
+        {"resource names are case-sensitive", "ZDR*t*n: v\n", "t", "N", nullptr},
+        {"other prefix", "xyz*tool*name: v\n", "tool", "name", nullptr},
+        {"mark without separator", "ZDRtool*name: v\n", "tool", "name", nullptr},
+        {"comment", "!ZDR*tool*name: v\n", "tool", "name", nullptr},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(load(write("res", row.content).c_str(), nullptr, nullptr), "") << row.row;
+        EXPECT_EQ(lookup(row.tool, row.name), row.expected ? row.expected : "<none>") << row.row;
+        TearDown();
+    }
+}
+
+TEST_F(ResourceTest, SyntaxErrorsNameFileAndLineAndParsingGoesOn) {
+    const std::string file =
+        write("res.txt", "ZDR*ok*a: 1\n! a comment\nZDR*tool\n"
+                         "ZDR*tool*name value\nZDR*tool*name:  \t \nZDR*ok*b: 2\n");
+    EXPECT_EQ(load(nullptr, nullptr, file.c_str()),
+              file + ":3: Resource syntax error: tool name not found\n" + file +
+                  ":4: Resource syntax error: resource name or colon not found\n" + file +
+                  ":5: Resource syntax error: resource value not found\n");
+    EXPECT_EQ(lookup("ok", "a") + lookup("ok", "b"), "12");
+    EXPECT_EQ(get_resource_manager()->get_tool("tool"), nullptr) << "a bad line defines nothing";
+}
+
+TEST_F(ResourceTest, CommentsBelongToTheNextResource) {
+    load(write("res", "! one\n\n  ! two\nZDR*t*a: 1\nZDR*t*b: 2\n").c_str(), nullptr, nullptr);
+    T_resource_tool* tool = get_resource_manager()->get_tool("t");
+    Lines texts;
+    for (T_resource_item* item = tool->get_resource("a")->first_comment; item; item = item->next)
+        texts.push_back(static_cast<T_resource_comment*>(item)->line->value->chars);
+    EXPECT_EQ(texts, (Lines{"! one", "  ! two"}));
+    EXPECT_EQ(tool->get_resource("b")->first_comment, nullptr);
+}
+
+TEST_F(ResourceTest, ExplicitBeatsUserBeatsProductWithoutFallback) {
+    const std::string product = write("product", "ZDR*t*a: product\nZDR*t*p: p\nZDR*t*u: p\n");
+    const std::string user = write("user", "ZDR*t*a: user\nZDR*t*u: user\n");
+    load(product.c_str(), user.c_str(), write("explicit", "ZDR*t*a: explicit\n").c_str());
+    EXPECT_EQ(lookup("t", "a") + " " + lookup("t", "u") + " " + lookup("t", "p"),
+              "explicit user p");
+    delete_explicit_resources();
+    EXPECT_EQ(lookup("t", "a"), "<none>") << "no fallback to an overridden value";
+    delete_user_resources();
+    EXPECT_EQ(lookup("t", "u") + " " + lookup("t", "p"), "<none> p");
+    delete_zendrel_resources();
+    EXPECT_EQ(lookup("t", "p"), "<none>");
+}
+
+TEST_F(ResourceTest, SetWithoutFilesGoesToTheDefaultUserFileWrittenOnlyOnSave) {
+    set_resource("Proof", "writer", "/bin/w");
+    set_resource("Proof", "writer", "/bin/w2");
+    const T_resource_file* user = get_resource_manager()->user_file;
+    ASSERT_NE(user, nullptr);
+    EXPECT_EQ(user->name->chars, dir.filePath(".Zendrel").toStdString());
+    EXPECT_EQ(lineTexts(user), Lines{"ZDR*Proof*writer: /bin/w2"});
+    EXPECT_FALSE(QFile::exists(user->name->chars));
+    testing::internal::CaptureStderr(); // the backup of a file not yet there fails
+    save_resources();
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(testutil::readFile(user->name->chars), "ZDR*Proof*writer: /bin/w2\n");
+
+    T_resource_tool tool("t", nullptr, nullptr, nullptr);
+    new T_resource_ident("n", "old", &tool.first_ident, &tool.last_ident, &tool);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(tool.set_resource("n", "new", nullptr), nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Resource \"n\" sans ligne rattachee");
+}
+
+TEST_F(ResourceTest, DeletingToolsAndResourcesRemovesTheirLines) {
+    load(write("res", "ZDR*A*x: 1\nodd\nZDR*B*y: \\\n 2\nZDR*C*z: 3\n").c_str(), nullptr, nullptr);
+    const T_resource_file* file = get_resource_manager()->product_file;
+    delete_tool_resources(nullptr);
+    EXPECT_EQ(get_resource_manager()->get_tool("A"), nullptr) << "a null name: the first tool";
+    delete_resource("B", "y");
+    delete_resource("B", "absent");
+    EXPECT_EQ(lookup("B", "y"), "<none>");
+    EXPECT_EQ(lineTexts(file), (Lines{"odd", "ZDR*C*z: 3"}));
+    delete_all_resources();
+    EXPECT_EQ(lineTexts(file), Lines{"odd"});
+}
+
+TEST_F(ResourceTest, SaveRewritesTheFileLineForLineAndKeepsABackup) {
+    const std::string original = "! header\n\nZDR*t*a: 1\nnot a resource\nZDR*t*b: \\\n   2\n";
+    const std::string file = write("res", original);
+    load(nullptr, write("user", "ZDR*t*u: 1\n").c_str(), file.c_str());
+    set_resource("t", "b", "3"); // rewritten in place
+    set_resource("t", "u", "4"); // moved to the file a save writes
+    save_resources();
+    EXPECT_EQ(testutil::readFile(QString::fromStdString(file)),
+              "! header\n\nZDR*t*a: 1\nnot a resource\nZDR*t*b: 3\nZDR*t*u: 4\n");
+    EXPECT_EQ(testutil::readFile(QString::fromStdString(file + "~")), original.c_str());
+}
