@@ -19,6 +19,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <sys/types.h>
 #include <thread>
 #include <unistd.h>
@@ -41,6 +42,26 @@ const std::map<status_t, std::string> stringOfStatus = {
 const std::map<status_t, std::string> xmlOfStatus = {
     {pos::UNPROVED, "<m/>"}, {pos::UNKNOWN, "<m/>"},   {pos::UNRELIABLY_PROVED, "<u/>"},
     {pos::PROVED, "<p/>"},   {pos::DISPROVED, "<d/>"},
+};
+
+// One line of the log stream, written in one piece when the statement ends, so that the
+// lines of concurrent workers never mix.
+class LogLine {
+public:
+    LogLine() = default;
+    LogLine(const LogLine&) = delete;
+    LogLine& operator=(const LogLine&) = delete;
+    ~LogLine() {
+        text << '\n';
+        std::clog << text.str() << std::flush;
+    }
+    template <typename T> LogLine& operator<<(const T& value) {
+        text << value;
+        return *this;
+    }
+
+private:
+    std::ostringstream text;
 };
 
 // How long stop() waits for killed tools to be reaped before it removes their files.
@@ -546,7 +567,7 @@ bool ProofDirector::takeJob(std::size_t count, unsigned long long& index,
 }
 
 void ProofDirector::traceThread(const std::thread::id& id, const std::string& what) const {
-    std::clog << THREAD_TRACE_PREFIX << "Thread " << id << " " << what << std::endl;
+    LogLine() << THREAD_TRACE_PREFIX << "Thread " << id << " " << what;
 }
 
 std::thread::id ProofDirector::tracedThreadId() const {
@@ -722,16 +743,16 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
     const writer_data_t& job = writerJobs.at(index);
     QProcess process;
     if (trace == 1) {
-        std::clog << TRACE_PREFIX << "Issuing writing command " << job.cmd.string() << " "
-                  << utf8(job.args.join(QLatin1Char(' '))) << std::endl;
-        std::clog << TRACE_PREFIX << "to generate " << utf8(job.po2filename) << std::endl;
+        LogLine() << TRACE_PREFIX << "Issuing writing command " << job.cmd.string() << " "
+                  << utf8(job.args.join(QLatin1Char(' ')));
+        LogLine() << TRACE_PREFIX << "to generate " << utf8(job.po2filename);
     }
     const qint64 pid = startTool(process, job.cmd, job.args);
     if (pid < 0)
         return; // stopping
     const ScopeExit unregister([this, pid] { unregisterProcess(pid); });
     if (!process.waitForStarted(30000)) {
-        std::clog << TRACE_PREFIX << "Writer had an error." << std::endl;
+        LogLine() << TRACE_PREFIX << "Writer had an error.";
         appendError(tr("Error starting secondary proof obligation generation for driver %1.")
                         .arg(driver.name));
         return;
@@ -740,15 +761,14 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
     process.closeWriteChannel();
     process.waitForFinished(-1);
     if (process.exitStatus() != QProcess::NormalExit) {
-        std::clog << TRACE_PREFIX << "Writer crashed." << std::endl;
+        LogLine() << TRACE_PREFIX << "Writer crashed.";
         appendError(
             tr("Secondary proof obligation generation for driver %1 crashed.").arg(driver.name));
         return;
     }
     // The exit code is not examined: the file is the writer's only answer.
     if (!QFile::exists(job.po2filename)) {
-        std::clog << TRACE_PREFIX << "Secondary po " << utf8(job.po2filename) << " not found."
-                  << std::endl;
+        LogLine() << TRACE_PREFIX << "Secondary po " << utf8(job.po2filename) << " not found.";
         appendError(tr("Secondary proof obligation for driver %1 not found in file %2.")
                         .arg(driver.name, job.po2filename));
     }
@@ -776,10 +796,10 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
         prover.setStandardInputFile(job.inpath);
     prover.setStandardOutputProcess(&reader);
     if (trace == 1) {
-        std::clog << TRACE_PREFIX << "Issuing proving command " << job.cmdp.string() << " "
-                  << utf8(job.argsp.join(QLatin1Char(' '))) << std::endl;
-        std::clog << " and reading command " << job.cmdr.string() << " "
-                  << utf8(job.argsr.join(QLatin1Char(' '))) << std::endl;
+        LogLine() << TRACE_PREFIX << "Issuing proving command " << job.cmdp.string() << " "
+                  << utf8(job.argsp.join(QLatin1Char(' ')));
+        LogLine() << " and reading command " << job.cmdr.string() << " "
+                  << utf8(job.argsr.join(QLatin1Char(' ')));
     }
     const qint64 proverPid = startTool(prover, job.cmdp, job.argsp);
     if (proverPid < 0)
@@ -804,7 +824,7 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
     while (!prover.waitForFinished(20) && prover.state() != QProcess::NotRunning)
         reader.waitForReadyRead(0);
     if (prover.exitStatus() != QProcess::NormalExit) {
-        std::clog << "Driver prover crashed." << std::endl;
+        LogLine() << "Driver prover crashed.";
         appendError(tr("Driver %1 prover crashed.").arg(driver.name));
         reader.kill();
         reader.waitForFinished(-1);
@@ -812,17 +832,17 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
     }
     reader.waitForFinished(-1);
     if (reader.exitStatus() != QProcess::NormalExit) {
-        std::clog << "Driver reader crashed." << std::endl;
+        LogLine() << "Driver reader crashed.";
         appendError(tr("Driver %1 reader crashed.").arg(driver.name));
         return;
     }
     const QString output = QString::fromUtf8(reader.readAllStandardOutput()).trimmed();
     const QStringList lines = output.split(QLatin1Char('\n'));
     if (trace == 1)
-        std::clog << TRACE_PREFIX << "processing command output " << utf8(output) << std::endl;
+        LogLine() << TRACE_PREFIX << "processing command output " << utf8(output);
     if (poSelector.isEmpty() && static_cast<std::size_t>(lines.size()) != job.addresses.size()) {
-        std::clog << "Unexpected number of results. Expected: " << job.addresses.size()
-                  << " Found: " << lines.size() << std::endl;
+        LogLine() << "Unexpected number of results. Expected: " << job.addresses.size()
+                  << " Found: " << lines.size();
         appendError(tr("Unexpected number of results from driver %1 reader.").arg(driver.name));
         return;
     }
@@ -853,9 +873,9 @@ void ProofDirector::printMarks(const prover_data_t& job, const QStringList& line
             continue;
         }
         if (trace == 1)
-            std::clog << TRACE_PREFIX << "updating proof status of proof obligation "
+            LogLine() << TRACE_PREFIX << "updating proof status of proof obligation "
                       << address.first << "," << address.second << " to " << utf8(answer)
-                      << " for driver " << utf8(driver.name) << std::endl;
+                      << " for driver " << utf8(driver.name);
         if (poSelector.isEmpty())
             updateStatus(address, answer);
         const status_t status = poTable.at(address.first).second.at(address.second).status;
@@ -872,8 +892,7 @@ void ProofDirector::printMarks(const prover_data_t& job, const QStringList& line
     std::cout.flush();
     if (changed) {
         if (trace == 1)
-            std::clog << TRACE_PREFIX << "Saving new DOM in POS file " << utf8(posPath)
-                      << std::endl;
+            LogLine() << TRACE_PREFIX << "Saving new DOM in POS file " << utf8(posPath);
         savePosFile();
     }
 }
