@@ -177,6 +177,8 @@ settings_t parse(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     qSetGlobalQHashSeed(0);
+    // A run takes minutes: show each figure as soon as it is measured.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const settings_t settings = parse(argc, argv);
     QTemporaryDir dir;
     workspace_t ws;
