@@ -3,7 +3,7 @@
 // driver of compiled trivial tools, with povrun at -c 1 and -c 2, and runs replay_baseline
 // (the same processes, pipes and parallelism, nothing else) on the same jobs; it prints
 // the time per job of each and their ratio, then where povrun's time per job goes.
-//   replay_bench [--rounds=R] [--sizes=N,...] [--big] [--big-jobs=K] [--no-split]
+//   replay_bench [--rounds=R] [--sizes=N,...] [--big] [--big-jobs=K] [--no-split|--split-only]
 // Sizes default to 200 and 2,000 goals; --big adds 20,000 goals of which only the first
 // K (default 200) are replayable, the full run being extrapolated from them.
 
@@ -34,6 +34,7 @@ struct settings_t {
     bool big = false;
     unsigned bigJobs = 200;
     bool split = true;
+    bool runs = true;  // whole povrun runs against the baseline
 };
 
 constexpr unsigned BIG_SIZE = 20000;
@@ -162,12 +163,14 @@ settings_t parse(int argc, char** argv) {
             settings.bigJobs = static_cast<unsigned>(std::max(1, std::atoi(arg + 11)));
         else if (std::strcmp(arg, "--no-split") == 0)
             settings.split = false;
+        else if (std::strcmp(arg, "--split-only") == 0)
+            settings.runs = false;
         else
             settings.sizes.clear();
     }
     if (settings.sizes.empty() && !settings.big) {
         std::fprintf(stderr, "usage: replay_bench [--rounds=R] [--sizes=N,...] [--big] "
-                             "[--big-jobs=K] [--no-split]\n");
+                             "[--big-jobs=K] [--no-split|--split-only]\n");
         std::exit(2);
     }
     return settings;
@@ -180,7 +183,8 @@ int main(int argc, char** argv) {
     // A run takes minutes: show each figure as soon as it is measured.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const settings_t settings = parse(argc, argv);
-    QTemporaryDir dir;
+    // Static so that the exit of a failed check still removes the work folder.
+    static QTemporaryDir dir;
     workspace_t ws;
     if (!dir.isValid() ||
         !replaybench::prepare(dir.path(), {REPLAY_WRITER, REPLAY_PROVER, REPLAY_READER}, ws)) {
@@ -190,10 +194,12 @@ int main(int argc, char** argv) {
     std::printf("wall time, median of %d rounds; group \"none\", one job per goal; "
                 "ratio = povrun / baseline\n",
                 settings.rounds);
-    for (unsigned goals : settings.sizes)
-        measureSize(ws, goals, goals, settings.rounds);
-    if (settings.big)
-        measureSize(ws, BIG_SIZE, std::min(settings.bigJobs, BIG_SIZE), settings.rounds);
+    if (settings.runs) {
+        for (unsigned goals : settings.sizes)
+            measureSize(ws, goals, goals, settings.rounds);
+        if (settings.big)
+            measureSize(ws, BIG_SIZE, std::min(settings.bigJobs, BIG_SIZE), settings.rounds);
+    }
     if (!settings.split)
         return 0;
     std::printf("\nwhere a job's time goes, ms (director code in this process; spawn = the "

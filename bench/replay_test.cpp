@@ -3,6 +3,7 @@
 // replay such a file with them end to end.
 
 #include "replay_workspace.h"
+#include "spawn_job.h"
 
 #include "common/testutil.h"
 #include "director/ProofDirector.h"
@@ -87,6 +88,35 @@ TEST(ReplayBench, BaselineRunsEveryJobAndRejectsWrongAnswers) {
         EXPECT_EQ(result.exitCode, row.exitCode) << result.err;
         EXPECT_TRUE(QDir(workspace.tempDir).isEmpty());
     }
+}
+
+TEST(ReplayBench, SpawnedJobReportsToolsThatFailOrCannotStart) {
+    QTemporaryDir dir;
+    const std::string input = (dir.path() + "/input").toStdString();
+    testutil::writeFile(QString::fromStdString(input), "0 0\n0 1\n");
+    struct row_t {
+        const char* name;
+        std::string prover;
+        std::string reader;
+        bool ok;
+        std::string output;
+    };
+    const row_t rows[] = {
+        {"prover piped into reader", REPLAY_PROVER, REPLAY_READER, true, "Proved\nProved\n"},
+        {"missing prover", "/nonexistent/prover", REPLAY_READER, false, ""},
+        {"missing reader", REPLAY_PROVER, "/nonexistent/reader", false, ""},
+        // The writer without "-o" exits with status 1 after reading nothing.
+        {"reader exiting 1", REPLAY_PROVER, REPLAY_WRITER, false, ""},
+    };
+    for (const row_t& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::string output = "stale";
+        EXPECT_EQ(spawnjob::runProverReader(row.prover, row.reader, input, output), row.ok);
+        EXPECT_EQ(output, row.output);
+    }
+    EXPECT_FALSE(spawnjob::run(REPLAY_WRITER, {"-a", "0", "0"}));
+    EXPECT_TRUE(spawnjob::run(REPLAY_WRITER, {"-a", "0", "0", "-o", input}));
+    EXPECT_EQ(testutil::readFile(QString::fromStdString(input)), "0 0\n");
 }
 
 TEST(ReplayBench, PovrunReplaysExactlyTheReplayableGoalsWithTheBenchTools) {
