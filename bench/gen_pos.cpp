@@ -1,5 +1,8 @@
 // gen_pos: writes a synthetic .pos file for benchmarks and manual runs.
 //   gen_pos OUTPUT GROUPS GOALS_PER_GROUP SEED [--mechanisms=a,b] [--drivers=d1,d2,d3]
+//           [--replay=K]
+// --replay=K writes a file for a replay instead: the first K goals replayable by the
+// first driver of the first mechanism (the seed is then unused).
 
 #include "posgen.h"
 
@@ -13,7 +16,7 @@ namespace {
 
 [[noreturn]] void usage() {
     std::fprintf(stderr, "usage: gen_pos OUTPUT GROUPS GOALS_PER_GROUP SEED "
-                         "[--mechanisms=NAME,...] [--drivers=NAME,...]\n");
+                         "[--mechanisms=NAME,...] [--drivers=NAME,...] [--replay=K]\n");
     std::exit(2);
 }
 
@@ -33,6 +36,26 @@ bool namesOf(const char* arg, const char* prefix, QStringList& names) {
     return true;
 }
 
+// The number after `prefix` in `arg`, or false when `arg` is another option.
+bool numberOf(const char* arg, const char* prefix, unsigned long& value) {
+    if (std::strncmp(arg, prefix, std::strlen(prefix)) != 0)
+        return false;
+    value = number(arg + std::strlen(prefix));
+    return true;
+}
+
+bool writeReplayable(const char* path, const posgen::options_t& options, unsigned long goals) {
+    if (options.mechanisms.isEmpty() || options.drivers.isEmpty())
+        usage();
+    posgen::replay_options_t replay;
+    replay.groups = options.groups;
+    replay.goalsPerGroup = options.goalsPerGroup;
+    replay.mechanism = options.mechanisms.first();
+    replay.driver = options.drivers.first();
+    replay.replayableGoals = static_cast<unsigned>(goals);
+    return posgen::writeReplayableFile(QString::fromLocal8Bit(path), replay);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -43,12 +66,20 @@ int main(int argc, char** argv) {
     options.groups = static_cast<unsigned>(number(argv[2]));
     options.goalsPerGroup = static_cast<unsigned>(number(argv[3]));
     options.seed = static_cast<uint32_t>(number(argv[4]));
+    bool replay = false;
+    unsigned long replayableGoals = 0;
     for (int i = 5; i < argc; ++i) {
+        if (numberOf(argv[i], "--replay=", replayableGoals)) {
+            replay = true;
+            continue;
+        }
         if (!namesOf(argv[i], "--mechanisms=", options.mechanisms) &&
             !namesOf(argv[i], "--drivers=", options.drivers))
             usage();
     }
-    if (!posgen::writeFile(QString::fromLocal8Bit(argv[1]), options)) {
+    const bool written = replay ? writeReplayable(argv[1], options, replayableGoals)
+                                : posgen::writeFile(QString::fromLocal8Bit(argv[1]), options);
+    if (!written) {
         std::fprintf(stderr, "gen_pos: cannot write %s\n", argv[1]);
         return 1;
     }

@@ -96,19 +96,56 @@ void addGoal(QDomDocument& doc, QDomElement& group, const options_t& options, Pi
     goal.setAttribute(pos::ATTR_STATUS, pos::strOfProofStatus(pos::expectedStatus(goal)));
 }
 
+void addReplayableGoal(QDomDocument& doc, QDomElement& group, const replay_options_t& options,
+                       bool replayable) {
+    QDomElement goal = child(doc, group, pos::TAG_SIMPLE_GOAL);
+    goal.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
+    child(doc, goal, pos::TAG_PROOF_STATE)
+        .setAttribute(pos::ATTR_PROOF_STATE, pos::ATTR_VALUE_UNPROVED);
+    QDomElement mechanism = child(doc, goal, pos::TAG_MECHANISM);
+    mechanism.setAttribute(pos::ATTR_NAME, options.mechanism);
+    mechanism.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
+    QDomElement driver = child(doc, mechanism, pos::TAG_DRIVER);
+    driver.setAttribute(pos::ATTR_NAME, options.driver);
+    driver.setAttribute(pos::ATTR_STATUS,
+                        replayable ? pos::ATTR_VALUE_PROVED : pos::ATTR_VALUE_UNKNOWN);
+}
+
+// The declaration and the root, and one group element with its "Tag" g<index>.
+QDomElement startDocument(QDomDocument& doc) {
+    doc.appendChild(doc.createProcessingInstruction(
+        QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
+    QDomElement root = doc.createElement(pos::TAG_PROOF_OBLIGATIONS);
+    doc.appendChild(root);
+    return root;
+}
+
+QDomElement addGroup(QDomDocument& doc, QDomElement& root, unsigned index) {
+    QDomElement group = child(doc, root, pos::TAG_PROOF_OBLIGATION);
+    child(doc, group, pos::TAG_TAG)
+        .appendChild(doc.createTextNode(QStringLiteral("g%1").arg(index)));
+    return group;
+}
+
+bool saveDocument(const QString& path, const QDomDocument& doc) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    QTextStream out(&file);
+    out.setCodec("UTF-8");
+    doc.save(out, pos::XML_INDENT);
+    out.flush();
+    return out.status() == QTextStream::Ok && file.error() == QFileDevice::NoError;
+}
+
 } // namespace
 
 QDomDocument generate(const options_t& options) {
     Picker picker(options.seed);
     QDomDocument doc;
-    doc.appendChild(doc.createProcessingInstruction(
-        QStringLiteral("xml"), QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")));
-    QDomElement root = doc.createElement(pos::TAG_PROOF_OBLIGATIONS);
-    doc.appendChild(root);
+    QDomElement root = startDocument(doc);
     for (unsigned g = 0; g < options.groups; ++g) {
-        QDomElement group = child(doc, root, pos::TAG_PROOF_OBLIGATION);
-        child(doc, group, pos::TAG_TAG)
-            .appendChild(doc.createTextNode(QStringLiteral("g%1").arg(g)));
+        QDomElement group = addGroup(doc, root, g);
         for (unsigned i = 0; i < options.goalsPerGroup; ++i)
             addGoal(doc, group, options, picker);
     }
@@ -116,14 +153,23 @@ QDomDocument generate(const options_t& options) {
 }
 
 bool writeFile(const QString& path, const options_t& options) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    QTextStream out(&file);
-    out.setCodec("UTF-8");
-    generate(options).save(out, pos::XML_INDENT);
-    out.flush();
-    return out.status() == QTextStream::Ok && file.error() == QFileDevice::NoError;
+    return saveDocument(path, generate(options));
+}
+
+QDomDocument generateReplayable(const replay_options_t& options) {
+    QDomDocument doc;
+    QDomElement root = startDocument(doc);
+    unsigned long long goalIndex = 0;
+    for (unsigned g = 0; g < options.groups; ++g) {
+        QDomElement group = addGroup(doc, root, g);
+        for (unsigned i = 0; i < options.goalsPerGroup; ++i, ++goalIndex)
+            addReplayableGoal(doc, group, options, goalIndex < options.replayableGoals);
+    }
+    return doc;
+}
+
+bool writeReplayableFile(const QString& path, const replay_options_t& options) {
+    return saveDocument(path, generateReplayable(options));
 }
 
 } // namespace posgen

@@ -8,6 +8,7 @@
 #include <QString>
 #include <QStringList>
 #include <cstdint>
+#include <limits>
 
 namespace posgen {
 
@@ -27,5 +28,22 @@ QDomDocument generate(const options_t& options);
 // Writes generate(options) to `path` as the director writes a .pos file; false when the
 // file cannot be written.
 bool writeFile(const QString& path, const options_t& options);
+
+// A file for a replay of one mechanism: every goal is "Unproved", with no proof state or
+// assistant verdict that could prove it, and carries the mechanism's element, "Unproved"
+// too, holding the one driver. The first `replayableGoals` goals in file order (all of
+// them when the file has fewer) record the driver as "Proved", so a replay plays it on
+// exactly those goals; the others record it as "Unknown" and are left alone.
+struct replay_options_t {
+    unsigned groups = 10;
+    unsigned goalsPerGroup = 20;
+    QString mechanism = QStringLiteral("mech");
+    QString driver = QStringLiteral("d1");
+    unsigned replayableGoals = std::numeric_limits<unsigned>::max();
+};
+
+QDomDocument generateReplayable(const replay_options_t& options);
+// Writes generateReplayable(options) to `path`; false when the file cannot be written.
+bool writeReplayableFile(const QString& path, const replay_options_t& options);
 
 } // namespace posgen
