@@ -15,8 +15,8 @@
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -25,14 +25,13 @@ struct run_t {
     unsigned long goalsPerGroup = 1;
     std::string tempDir, pog, writer, prover, reader;
 
-    std::mutex jobMutex;         // guards nextJob only, held while one index is taken
+    std::mutex jobMutex; // guards nextJob only, held while one index is taken
     unsigned long nextJob = 0;
     std::atomic<unsigned long> failures{0};
 };
 
 std::string secondaryFile(const run_t& run, unsigned long group, unsigned long po) {
-    return run.tempDir + "/baseline_" + std::to_string(group) + "_" + std::to_string(po) +
-           ".po2";
+    return run.tempDir + "/baseline_" + std::to_string(group) + "_" + std::to_string(po) + ".po2";
 }
 
 void runJob(run_t& run, unsigned long index) {
@@ -40,9 +39,8 @@ void runJob(run_t& run, unsigned long index) {
     const unsigned long po = index % run.goalsPerGroup;
     const std::string file = secondaryFile(run, group, po);
     std::string output;
-    const bool ok = spawnjob::run(run.writer, {"-a", std::to_string(group),
-                                                     std::to_string(po), "-i", run.pog, "-o",
-                                                     file}) &&
+    const bool ok = spawnjob::run(run.writer, {"-a", std::to_string(group), std::to_string(po),
+                                               "-i", run.pog, "-o", file}) &&
                     spawnjob::runProverReader(run.prover, run.reader, file, output) &&
                     output == "Proved\n";
     if (!ok) {

@@ -11,9 +11,9 @@
 #include "replay_workspace.h"
 #include "spawn_job.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QHash>
-#include <QDir>
 #include <QTemporaryDir>
 #include <algorithm>
 #include <chrono>
@@ -34,7 +34,7 @@ struct settings_t {
     bool big = false;
     unsigned bigJobs = 200;
     bool split = true;
-    bool runs = true;  // whole povrun runs against the baseline
+    bool runs = true; // whole povrun runs against the baseline
 };
 
 constexpr unsigned BIG_SIZE = 20000;
@@ -63,18 +63,17 @@ double secondsOfRun(const std::string& program, const std::vector<std::string>& 
 
 double povrunSeconds(const workspace_t& ws, unsigned concurrency) {
     return secondsOfRun(REPLAY_POVRUN,
-                        {"-m", ws.mechanismFile.toStdString(), "-s", ws.posFile.toStdString(),
-                         "-p", ws.pogFile.toStdString(), "-d", ws.tempDir.toStdString(), "-c",
+                        {"-m", ws.mechanismFile.toStdString(), "-s", ws.posFile.toStdString(), "-p",
+                         ws.pogFile.toStdString(), "-d", ws.tempDir.toStdString(), "-c",
                          std::to_string(concurrency)});
 }
 
 double baselineSeconds(const workspace_t& ws, unsigned concurrency, unsigned jobs) {
     return secondsOfRun(REPLAY_BASELINE,
                         {std::to_string(concurrency), std::to_string(jobs),
-                         std::to_string(replaybench::GOALS_PER_GROUP),
-                         ws.tempDir.toStdString(), ws.pogFile.toStdString(),
-                         ws.tools.writer.toStdString(), ws.tools.prover.toStdString(),
-                         ws.tools.reader.toStdString()});
+                         std::to_string(replaybench::GOALS_PER_GROUP), ws.tempDir.toStdString(),
+                         ws.pogFile.toStdString(), ws.tools.writer.toStdString(),
+                         ws.tools.prover.toStdString(), ws.tools.reader.toStdString()});
 }
 
 [[noreturn]] void fail(const char* what, unsigned goals) {
@@ -128,8 +127,8 @@ void measureSize(const workspace_t& ws, unsigned goals, unsigned jobs, int round
         const double perJob = median(povrun) * 1e3 / jobs;
         const double net = (median(povrun) - fixed) * 1e3 / jobs;
         const double base = median(baseline) * 1e3 / jobs;
-        std::printf("   %2u | %13.3f | %10.3f | %15.3f | %5.2f | %17.2f", concurrency, perJob,
-                    net, base, perJob / base, net / base);
+        std::printf("   %2u | %13.3f | %10.3f | %15.3f | %5.2f | %17.2f", concurrency, perJob, net,
+                    base, perJob / base, net / base);
         if (jobs < goals)
             std::printf(" | %.0f s", fixed + net * goals / 1e3);
         std::printf("\n");

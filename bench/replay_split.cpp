@@ -41,8 +41,8 @@ std::vector<std::string> narrow(const QStringList& words) {
 
 struct split_t {
     double load = 0, save = 0;
-    double serialise = 0;  // the part of a save that only turns the DOM into text
-    double qprocessWriter = 0, qprocessProve = 0;  // proveEntry, its save included
+    double serialise = 0; // the part of a save that only turns the DOM into text
+    double qprocessWriter = 0, qprocessProve = 0; // proveEntry, its save included
     double spawnWriter = 0, spawnProverReader = 0;
 };
 
@@ -87,8 +87,7 @@ bool measureJobs(ProofDirector& director, unsigned jobs, split_t& split) {
         sWriter.push_back(millisecondsOf([&] { ok = spawnjob::run(writer, args) && ok; }));
         std::string output;
         sProverReader.push_back(millisecondsOf([&] {
-            ok = spawnjob::runProverReader(proverJobs[i].cmdp.string(),
-                                           proverJobs[i].cmdr.string(),
+            ok = spawnjob::runProverReader(proverJobs[i].cmdp.string(), proverJobs[i].cmdr.string(),
                                            proverJobs[i].inpath.toStdString(), output) &&
                  output == "Proved\n" && ok;
         }));
@@ -133,8 +132,8 @@ bool printSplit(const workspace_t& workspace, unsigned goals, int rounds, unsign
     std::printf("%6u goals %6.0f KiB | load %7.2f | save %7.2f, text alone %7.2f | writer %5.2f "
                 "(spawn %5.2f) | prover+reader %5.2f (spawn %5.2f) | save+writer+prover %7.2f\n",
                 goals, QFileInfo(workspace.posFile).size() / 1024.0, split.load, split.save,
-                split.serialise, split.qprocessWriter, split.spawnWriter, proverReader, split.spawnProverReader,
-                split.qprocessWriter + split.qprocessProve);
+                split.serialise, split.qprocessWriter, split.spawnWriter, proverReader,
+                split.spawnProverReader, split.qprocessWriter + split.qprocessProve);
     return true;
 }
 

@@ -20,8 +20,8 @@ using replaybench::workspace_t;
 
 workspace_t workspaceIn(const QTemporaryDir& dir) {
     workspace_t workspace;
-    EXPECT_TRUE(replaybench::prepare(dir.path(), {REPLAY_WRITER, REPLAY_PROVER, REPLAY_READER},
-                                     workspace));
+    EXPECT_TRUE(
+        replaybench::prepare(dir.path(), {REPLAY_WRITER, REPLAY_PROVER, REPLAY_READER}, workspace));
     return workspace;
 }
 
@@ -80,10 +80,9 @@ TEST(ReplayBench, BaselineRunsEveryJobAndRejectsWrongAnswers) {
         SCOPED_TRACE(row.name);
         QTemporaryDir dir;
         const workspace_t workspace = workspaceIn(dir);
-        const testutil::RunResult result =
-            testutil::run(REPLAY_BASELINE, {row.concurrency, "7", "3", workspace.tempDir,
-                                            workspace.pogFile, REPLAY_WRITER, REPLAY_PROVER,
-                                            row.reader});
+        const testutil::RunResult result = testutil::run(
+            REPLAY_BASELINE, {row.concurrency, "7", "3", workspace.tempDir, workspace.pogFile,
+                              REPLAY_WRITER, REPLAY_PROVER, row.reader});
         EXPECT_FALSE(result.crashed);
         EXPECT_EQ(result.exitCode, row.exitCode) << result.err;
         EXPECT_TRUE(QDir(workspace.tempDir).isEmpty());
@@ -125,9 +124,9 @@ TEST(ReplayBench, PovrunReplaysExactlyTheReplayableGoalsWithTheBenchTools) {
         QTemporaryDir dir;
         const workspace_t workspace = workspaceIn(dir);
         ASSERT_TRUE(replaybench::writePos(workspace, 60, 27));
-        const testutil::RunResult result = testutil::runPovrun(
-            {"-m", workspace.mechanismFile, "-s", workspace.posFile, "-p", workspace.pogFile,
-             "-d", workspace.tempDir, "-c", concurrency});
+        const testutil::RunResult result =
+            testutil::runPovrun({"-m", workspace.mechanismFile, "-s", workspace.posFile, "-p",
+                                 workspace.pogFile, "-d", workspace.tempDir, "-c", concurrency});
         EXPECT_EQ(result.exitCode, 0) << result.err;
         EXPECT_EQ(result.err, "");
         EXPECT_EQ(replaybench::provedGoals(workspace.posFile), 27);
@@ -137,8 +136,7 @@ TEST(ReplayBench, PovrunReplaysExactlyTheReplayableGoalsWithTheBenchTools) {
 
 TEST(ReplayBench, BenchMeasuresASmallComponentToTheEnd) {
     const testutil::RunResult result =
-        testutil::run(REPLAY_BENCH, {"--sizes=20", "--rounds=1"}, QString(), QByteArray(),
-                      120000);
+        testutil::run(REPLAY_BENCH, {"--sizes=20", "--rounds=1"}, QString(), QByteArray(), 120000);
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_NE(result.out.find("20 goals, 20 jobs"), std::string::npos) << result.out;
     EXPECT_NE(result.out.find("prover+reader"), std::string::npos) << result.out;

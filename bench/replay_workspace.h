@@ -16,15 +16,15 @@ struct tools_t {
 
 struct workspace_t {
     QString dir;
-    QString mechanismFile;  // <dir>/bench.xml
-    QString pogFile;        // <dir>/comp.pog
-    QString posFile;        // <dir>/comp.pos
-    QString tempDir;        // <dir>/tmp
+    QString mechanismFile; // <dir>/bench.xml
+    QString pogFile;       // <dir>/comp.pog
+    QString posFile;       // <dir>/comp.pos
+    QString tempDir;       // <dir>/tmp
     tools_t tools;
 };
 
-extern const QString MECHANISM_NAME;  // "bench", the mechanism file's base name
-extern const QString DRIVER_NAME;     // "d1"
+extern const QString MECHANISM_NAME; // "bench", the mechanism file's base name
+extern const QString DRIVER_NAME;    // "d1"
 constexpr unsigned GOALS_PER_GROUP = 20;
 
 // Writes the mechanism file and the PO file and creates the temporary folder under

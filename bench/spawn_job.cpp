@@ -90,8 +90,8 @@ bool runProverReader(const std::string& prover, const std::string& reader,
     pid_t proverPid = -1;
     {
         FileActions actions;
-        posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, inputPath.c_str(),
-                                         O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, inputPath.c_str(), O_RDONLY,
+                                         0);
         posix_spawn_file_actions_adddup2(actions.get(), between[1], STDOUT_FILENO);
         proverPid = spawn(prover, {}, actions.get());
     }

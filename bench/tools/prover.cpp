@@ -11,7 +11,8 @@ int main() {
         if (got < 0)
             return 1;
         for (ssize_t done = 0; done < got;) {
-            const ssize_t put = write(STDOUT_FILENO, buffer + done, static_cast<size_t>(got - done));
+            const ssize_t put =
+                write(STDOUT_FILENO, buffer + done, static_cast<size_t>(got - done));
             if (put <= 0)
                 return 1;
             done += put;

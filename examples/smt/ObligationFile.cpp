@@ -67,8 +67,8 @@ bool readRoot(QXmlStreamReader& xml, ObligationFile& file) {
     file.component = xml.attributes().value(QStringLiteral("component")).toString();
     while (xml.readNextStartElement()) {
         if (xml.name() != QLatin1String("group")) {
-            xml.raiseError(QStringLiteral("unexpected <%1> in <obligations>")
-                               .arg(xml.name().toString()));
+            xml.raiseError(
+                QStringLiteral("unexpected <%1> in <obligations>").arg(xml.name().toString()));
             return false;
         }
         file.groups.emplace_back();

@@ -65,7 +65,9 @@ bool buildScript(const ObligationFile& file, const std::vector<Address>& address
     return true;
 }
 
-QString blockMark(int index) { return MARK_PREFIX + QString::number(index); }
+QString blockMark(int index) {
+    return MARK_PREFIX + QString::number(index);
+}
 
 int blockOfOutputLine(const QString& line) {
     QString text = line.trimmed();

@@ -22,8 +22,8 @@ using Address = std::pair<unsigned long long, unsigned long long>;
 
 struct ScriptOptions {
     QString logic = QStringLiteral("ALL");
-    bool models = false;  // ask for a model after each answer (a counterexample when "sat")
-    QString source;       // the obligation file's path, named in the script's first comment
+    bool models = false; // ask for a model after each answer (a counterexample when "sat")
+    QString source;      // the obligation file's path, named in the script's first comment
 };
 
 // Builds the script for the addresses, in their order (an address may repeat). On an address

@@ -11,7 +11,7 @@ const QString VERDICT_UNKNOWN = QStringLiteral("Unknown");
 namespace {
 
 struct BlockAnswer {
-    QString answer;  // empty until an answer line is seen
+    QString answer; // empty until an answer line is seen
     bool spoiled = false;
     QStringList after;
 };

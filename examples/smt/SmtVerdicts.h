@@ -9,9 +9,9 @@
 
 namespace smt {
 
-extern const QString VERDICT_PROVED;     // "Proved": the negated goal is unsatisfiable
-extern const QString VERDICT_DISPROVED;  // "Disproved": the negated goal has a model
-extern const QString VERDICT_UNKNOWN;    // "Unknown": anything else
+extern const QString VERDICT_PROVED;    // "Proved": the negated goal is unsatisfiable
+extern const QString VERDICT_DISPROVED; // "Disproved": the negated goal has a model
+extern const QString VERDICT_UNKNOWN;   // "Unknown": anything else
 
 struct Verdict {
     QString text;      // one of the three verdicts above

@@ -37,8 +37,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     const smt::ScriptOutline outline = smt::outlineOfScript(QString::fromUtf8(script.readAll()));
-    const std::vector<smt::Verdict> verdicts =
-        smt::verdictsOfOutput(outline, readStandardInput());
+    const std::vector<smt::Verdict> verdicts = smt::verdictsOfOutput(outline, readStandardInput());
     for (const smt::Verdict& verdict : verdicts) {
         std::printf("%s\n", qUtf8Printable(verdict.text));
         if (outline.models)

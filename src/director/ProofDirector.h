@@ -37,14 +37,14 @@ public:
 
     struct po_data_t {
         pos::status_t status = pos::UNPROVED;
-        QStringList drivers;    // drivers still to play on this PO
-        QDomElement element;    // this mechanism's "Mechanism" element of the goal
+        QStringList drivers; // drivers still to play on this PO
+        QDomElement element; // this mechanism's "Mechanism" element of the goal
     };
 
     struct writer_data_t {
         std::filesystem::path cmd;
         QStringList args;
-        QString po2filename;    // secondary PO file the writer must create
+        QString po2filename; // secondary PO file the writer must create
         std::vector<po_address_t> positions;
     };
 
@@ -54,7 +54,7 @@ public:
         std::filesystem::path cmdr;
         QStringList argsr;
         QString inpath;
-        std::vector<po_address_t> addresses;  // answer i of the reader is for address i
+        std::vector<po_address_t> addresses; // answer i of the reader is for address i
     };
 
     using po_table_t = std::vector<std::pair<std::string, std::vector<po_data_t>>>;
@@ -63,8 +63,8 @@ public:
     // but lets the mechanism reader's "map::at" and filesystem errors escape.
     ProofDirector(const std::string& component, const std::string& mechanismFile,
                   const std::string& posPath, const std::string& pogPath,
-                  const std::string& tempDir, const std::vector<std::string>& installDirs,
-                  bool xml, unsigned concurrency, int trace, const std::string& driverFilter,
+                  const std::string& tempDir, const std::vector<std::string>& installDirs, bool xml,
+                  unsigned concurrency, int trace, const std::string& driverFilter,
                   const std::string& poSelector, bool fastOnly);
     ~ProofDirector() override;
 
@@ -171,11 +171,11 @@ private:
 
     // Guards errors and workerFailure; held only to append or read.
     mutable std::mutex errorMutex;
-    std::exception_ptr workerFailure;  // first exception that escaped a worker thread
+    std::exception_ptr workerFailure; // first exception that escaped a worker thread
     // Guards processes and stopping; held only to add, remove or signal pids.
     std::mutex processMutex;
     std::condition_variable processesGone;
-    bool stopping = false;  // tools registered after stop() are killed at once
+    bool stopping = false; // tools registered after stop() are killed at once
 };
 
 std::ostream& operator<<(std::ostream& os, const ProofDirector::writer_data_t& job);

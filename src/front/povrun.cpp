@@ -18,9 +18,9 @@
 #include <iostream>
 #include <list>
 #include <mutex>
-#include <sys/prctl.h>
 #include <stdexcept>
 #include <string>
+#include <sys/prctl.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -198,10 +198,10 @@ void destroyDirector(ProofDirector* current) {
 // director is then kept (the run ends at once).
 bool playMechanism(const settings_t& settings, const std::string& component,
                    const std::string& mechanismFile) {
-    auto* current = new ProofDirector(component, mechanismFile, settings.posPath,
-                                      settings.pogPath, settings.tempDir, settings.installDirs,
-                                      settings.xml, static_cast<unsigned>(settings.concurrency),
-                                      settings.trace, std::string(), std::string(), false);
+    auto* current = new ProofDirector(component, mechanismFile, settings.posPath, settings.pogPath,
+                                      settings.tempDir, settings.installDirs, settings.xml,
+                                      static_cast<unsigned>(settings.concurrency), settings.trace,
+                                      std::string(), std::string(), false);
     setDirector(current);
     if (!current->isLoaded())
         return false;
@@ -233,8 +233,7 @@ int run(int argc, char** argv) {
         if (!pos::getMechanisms(settings.posPath, names))
             print_file_not_readable(settings.posPath, settings.xml);
         for (const std::string& name : names) {
-            const std::string path =
-                settings.mechanismDirectory + FILE_SEPARATOR + name + ".xml";
+            const std::string path = settings.mechanismDirectory + FILE_SEPARATOR + name + ".xml";
             if (!playMechanism(settings, component, path))
                 return 1;
         }

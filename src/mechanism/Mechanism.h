@@ -32,15 +32,15 @@ struct param_t {
 // A writer or a reader tool.
 struct tool_t {
     QString name;
-    QString default_path;         // the "path" attribute as written
-    std::filesystem::path path;   // resolved executable, empty until found
-    QString resource;             // resource naming the location, may be empty
+    QString default_path;       // the "path" attribute as written
+    std::filesystem::path path; // resolved executable, empty until found
+    QString resource;           // resource naming the location, may be empty
     std::list<param_t> params;
 };
 
 // The prover: a tool with a time limit and an input mode.
 struct prover_t : tool_t {
-    int32_t timeout = -1;         // -1 when the attribute is absent or empty
+    int32_t timeout = -1; // -1 when the attribute is absent or empty
     input_t input = INPUT_STDIN;
 };
 
@@ -55,8 +55,8 @@ struct driver_t {
 };
 
 struct mechanism_t {
-    QString reserved;             // never set by the reader; kept empty
-    std::string name;             // base name of the mechanism file
+    QString reserved; // never set by the reader; kept empty
+    std::string name; // base name of the mechanism file
     trust_t trust = TRUST_NEVER;
     std::vector<driver_t> drivers;
     std::list<QString> driverNames; // in the order of drivers

@@ -122,8 +122,8 @@ struct metrics_t {
     uint32_t proved = 0;
     uint32_t unreliablyProved = 0;
     uint32_t disproved = 0;
-    uint32_t provedExternally = 0;  // at least one "Mechanism" with status "Proved"
-    uint32_t provedInternally = 0;  // proof state one of the environment's "Proved(...)"
+    uint32_t provedExternally = 0; // at least one "Mechanism" with status "Proved"
+    uint32_t provedInternally = 0; // proof state one of the environment's "Proved(...)"
     std::map<std::string, std::unique_ptr<mechanism_metrics_t>> mechanisms;
 };
 

@@ -10,11 +10,8 @@
 T_resource_file::T_resource_file(const char *file_name, T_resource_source file_source,
                                  T_resource_item **first, T_resource_item **last,
                                  T_resource_item *owner)
-    : T_resource_item(first, last, owner),
-      name(new T_resource_string(file_name)),
-      source(file_source),
-      first_line(0),
-      last_line(0)
+    : T_resource_item(first, last, owner), name(new T_resource_string(file_name)),
+      source(file_source), first_line(0), last_line(0)
 {
     kind = RESOURCE_KIND_FILE;
 }

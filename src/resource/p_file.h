@@ -29,8 +29,8 @@ public:
     T_resource_item *first_line;
     T_resource_item *last_line;
 
-    T_resource_file(const char *file_name, T_resource_source file_source,
-                    T_resource_item **first, T_resource_item **last, T_resource_item *father);
+    T_resource_file(const char *file_name, T_resource_source file_source, T_resource_item **first,
+                    T_resource_item **last, T_resource_item *father);
     virtual ~T_resource_file();
 
     /* The first line whose number is at least `number`, or null. */

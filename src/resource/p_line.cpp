@@ -8,12 +8,9 @@
 #include <stdio.h>
 #include <string.h>
 
-T_resource_line::T_resource_line(uint32_t line_number, const char *text,
-                                 T_resource_item **first, T_resource_item **last,
-                                 T_resource_item *owner)
-    : T_resource_item(first, last, owner),
-      number(line_number),
-      value(new T_resource_string(text)),
+T_resource_line::T_resource_line(uint32_t line_number, const char *text, T_resource_item **first,
+                                 T_resource_item **last, T_resource_item *owner)
+    : T_resource_item(first, last, owner), number(line_number), value(new T_resource_string(text)),
       attached(0)
 {
     kind = RESOURCE_KIND_LINE;
@@ -51,7 +48,7 @@ char *new_resource_line_text(const char *tool, const char *name, const char *val
     size_t size = strlen(mark) + strlen(tool) + strlen(name) + strlen(value) + 5;
     char *text = new char[size];
     snprintf(text, size, "%s%c%s%c%s%c%c%s", mark, get_RESOURCE_MARK_STAR(), tool,
-             get_RESOURCE_MARK_STAR(), name, get_RESOURCE_MARK_COLON(),
-             get_RESOURCE_MARK_SPACE(), value);
+             get_RESOURCE_MARK_STAR(), name, get_RESOURCE_MARK_COLON(), get_RESOURCE_MARK_SPACE(),
+             value);
     return text;
 }

@@ -4,11 +4,7 @@
 #include "resource/p_tool.h"
 
 T_resource_manager::T_resource_manager()
-    : T_resource_item(0, 0, 0),
-      product_file(0),
-      user_file(0),
-      explicit_file(0),
-      first_tool(0),
+    : T_resource_item(0, 0, 0), product_file(0), user_file(0), explicit_file(0), first_tool(0),
       last_tool(0)
 {
     kind = RESOURCE_KIND_MANAGER;

@@ -10,12 +10,8 @@
 T_resource_ident::T_resource_ident(const char *ident_name, const char *ident_value,
                                    T_resource_item **first, T_resource_item **last,
                                    T_resource_item *owner)
-    : T_resource_item(first, last, owner),
-      name(new T_resource_string(ident_name)),
-      value(new T_resource_string(ident_value)),
-      line(0),
-      first_comment(0),
-      last_comment(0)
+    : T_resource_item(first, last, owner), name(new T_resource_string(ident_name)),
+      value(new T_resource_string(ident_value)), line(0), first_comment(0), last_comment(0)
 {
     kind = RESOURCE_KIND_IDENT;
 }

@@ -9,8 +9,7 @@ T_resource_string::T_resource_string(const char *text) : length(0), chars(0)
     init_string(text, text == 0 ? 0 : strlen(text));
 }
 
-T_resource_string::T_resource_string(const char *text, uint64_t text_length)
-    : length(0), chars(0)
+T_resource_string::T_resource_string(const char *text, uint64_t text_length) : length(0), chars(0)
 {
     init_string(text, text_length);
 }

@@ -62,8 +62,8 @@ void report(const T_resource_line *line, const char *message)
     const char *file_name = "";
     if (owner != 0 && owner->kind == RESOURCE_KIND_FILE)
         file_name = static_cast<const T_resource_file *>(owner)->name->chars;
-    fprintf(stderr, "%s:%d: Resource syntax error: %s\n", file_name,
-            static_cast<int>(line->number), message);
+    fprintf(stderr, "%s:%d: Resource syntax error: %s\n", file_name, static_cast<int>(line->number),
+            message);
 }
 
 bool is_resource_line(const char *text)
@@ -142,8 +142,7 @@ T_resource_ident *define(const T_parsed_resource *parsed)
 
 /* Analyses the resource line `line`; returns the last line it used. */
 T_resource_line *analyse_resource(T_resource_line *line, const char *text,
-                                  T_resource_item **first_pending,
-                                  T_resource_item **last_pending)
+                                  T_resource_item **first_pending, T_resource_item **last_pending)
 {
     T_parsed_resource parsed;
     memset(&parsed, 0, sizeof parsed);

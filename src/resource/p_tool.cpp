@@ -10,9 +10,7 @@
 
 T_resource_tool::T_resource_tool(const char *tool_name, T_resource_item **first,
                                  T_resource_item **last, T_resource_item *owner)
-    : T_resource_item(first, last, owner),
-      name(new T_resource_string(tool_name)),
-      first_ident(0),
+    : T_resource_item(first, last, owner), name(new T_resource_string(tool_name)), first_ident(0),
       last_ident(0)
 {
     kind = RESOURCE_KIND_TOOL;
@@ -69,9 +67,9 @@ T_resource_ident *T_resource_tool::set_from_program(T_resource_ident *ident)
     }
     T_resource_manager *manager = get_resource_manager();
     T_resource_item *file = ident->line->father;
-    bool in_save_target = manager != 0 && file != 0
-        && (file == manager->explicit_file
-            || (file == manager->user_file && manager->explicit_file == 0));
+    bool in_save_target = manager != 0 && file != 0 &&
+                          (file == manager->explicit_file ||
+                           (file == manager->user_file && manager->explicit_file == 0));
     if (!in_save_target) {
         ident->drop_lines(0);
         append_definition(ident);

@@ -99,9 +99,9 @@ public:
         environment.insert("POVRUN_CHAOS_MARK", QString::fromLatin1(mark));
         povrun.setProcessEnvironment(environment);
         povrun.setStandardOutputFile(QProcess::nullDevice());
-        povrun.start(POVRUN_BIN, {"-m", path("m.xml"), "-s", path("comp.pos"), "-p",
-                                  path("comp.pog"), "-d", path("tmp"), "-c",
-                                  QString::number(concurrency)});
+        povrun.start(POVRUN_BIN,
+                     {"-m", path("m.xml"), "-s", path("comp.pos"), "-p", path("comp.pog"), "-d",
+                      path("tmp"), "-c", QString::number(concurrency)});
         povrun.waitForStarted();
     }
 

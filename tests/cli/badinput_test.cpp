@@ -47,7 +47,7 @@ struct Scene {
     faketools::ToolSet tools = faketools::writeTools(dir.path());
     DriverSpec driver = {"d", "none", tools.writer(), tools.prover(), tools.reader()};
     QStringList options = {"-s", POS, "-p", "comp.pog", "-d", "tmp", "-m", "m.xml"};
-    QString locked;  // for the run, a file unreadable, a folder read-only
+    QString locked; // for the run, a file unreadable, a folder read-only
     int timeoutMs = 5000;
 
     Scene() {
@@ -55,8 +55,9 @@ struct Scene {
             put(folder, FOLDER);
         put("comp.pog", "");
         writeMechanism();
-        put(POS, faketools::posXml("m", {{"G", {{"Unproved", "Unproved", true, "Unproved",
-                                                  {{"d", "Proved"}}}}}}));
+        put(POS,
+            faketools::posXml(
+                "m", {{"G", {{"Unproved", "Unproved", true, "Unproved", {{"d", "Proved"}}}}}}));
     }
     QString path(const QString& name) const { return dir.filePath(name); }
     // What stands at a path: the file's bytes, FOLDER or NONE; put() makes it so.
@@ -142,14 +143,21 @@ void check(const std::vector<Case>& cases) {
 } // namespace
 
 TEST(BadInputTest, StatusFileThatCannotBeLoadedOrUsedIsReportedAndNeverWritten) {
-    const Spoil byFolder = [](Scene& s) { s.options = s.options.mid(0, 6) << "-M" << "."; };
+    const Spoil byFolder = [](Scene& s) {
+        s.options = s.options.mid(0, 6) << "-M"
+                                        << ".";
+    };
     const std::vector<std::pair<std::string, QByteArray>> kinds = {
-        {"missing", NONE}, {"a folder", FOLDER}, {"empty", ""}, {"not text", {"\0\1\xff\xfe#", 5}},
+        {"missing", NONE},
+        {"a folder", FOLDER},
+        {"empty", ""},
+        {"not text", {"\0\1\xff\xfe#", 5}},
         {"truncated", "<?xml version=\"1.0\"?>\n<Proof_Obligations>\n  <Proof_Obligation>\n"},
         {"malformed", "<Proof_Obligations><Proof_Obligation></Simple_Goal>\n"}};
     for (const auto& kind : kinds)
         check({{kind.first, {puts(POS, kind.second)}, POS_ERROR + NOT_READABLE + report(0, 0)},
-               {kind.first + " (-M)", {puts(POS, kind.second), byFolder},
+               {kind.first + " (-M)",
+                {puts(POS, kind.second), byFolder},
                 NOT_READABLE + NOT_READABLE + report(0, 0)}});
     check({{"a goal without the mechanism",
             {edits(POS, "</Simple_Goal>", "</Simple_Goal><Simple_Goal status=\"Unproved\"/>")},
@@ -158,9 +166,13 @@ TEST(BadInputTest, StatusFileThatCannotBeLoadedOrUsedIsReportedAndNeverWritten) 
 
 TEST(BadInputTest, UnknownWordsEndTheRunWithMapAtAndChangeNothing) {
     const std::string mapAt = "povrun: map::at\n";
-    check({{"goal status", {edits(POS, "Goal status=\"Unproved", "Goal status=\"X")},
-            PROVING + "\tProof driver d, still 0 unproved PO\n", mapAt},
-           {"Mechanism status", {edits(POS, "\"m\" status=\"Unproved", "\"m\" status=\"X")}, DRIVER,
+    check({{"goal status",
+            {edits(POS, "Goal status=\"Unproved", "Goal status=\"X")},
+            PROVING + "\tProof driver d, still 0 unproved PO\n",
+            mapAt},
+           {"Mechanism status",
+            {edits(POS, "\"m\" status=\"Unproved", "\"m\" status=\"X")},
+            DRIVER,
             mapAt},
            {"Driver status", {edits(POS, "\"Proved\"", "\"X\"")}, DRIVER, mapAt},
            {"trust", {edits("m.xml", "\"always\"", "\"X\"")}, "", mapAt},
@@ -180,7 +192,9 @@ TEST(BadInputTest, MechanismOrToolThatCannotBeUsedStopsTheRunBeforeAnyJob) {
            {"writer missing", {uses(W, "nowhere")}, "", "Cannot locate tool w\n"},
            {"prover not executable", {uses(P, "comp.pog")}, "", "Cannot locate prover p\n"},
            {"reader a folder", {uses(R, "tmp")}, "", "Cannot locate tool r\n"},
-           {"install folder missing", {uses(W, "writer.sh"), adds({"-i", "nowhere"})}, "",
+           {"install folder missing",
+            {uses(W, "writer.sh"), adds({"-i", "nowhere"})},
+            "",
             "povrun: filesystem error: cannot make canonical path: No such file or directory "
             "[nowhere]\n"}});
 }
@@ -210,13 +224,17 @@ TEST(BadInputTest, JobThatFailsLeavesItsGoalAsItWas) {
     check({{"writer crashes", {uses(W, "w", crash)}, job("-"), director + "Writer crashed.\n"},
            {"prover crashes", {uses(P, "p", crash)}, job(""), "Driver prover crashed.\n"},
            {"reader crashes", {uses(R, "r", crash)}, job(""), "Driver reader crashed.\n"},
-           {"writer is not a program", {uses(W, "w", notAProgram)}, job("-"),
+           {"writer is not a program",
+            {uses(W, "w", notAProgram)},
+            job("-"),
             director + "Writer had an error.\n"},
            {"prover is not a program", {uses(P, "p", notAProgram)}, job("-")},
            {"reader is not a program", {uses(R, "r", notAProgram)}, job("-")},
            {"writer writes no file", {uses(W, "w", sh)}, job("-"), NOT_FOUND},
-           {"prover prints garbage", {uses(P, "p", sh + "printf 'x\\n\\377\\n\\n\\376z\\n'")},
-            job(""), "Unexpected number of results. Expected: 1 Found: 4\n"},
+           {"prover prints garbage",
+            {uses(P, "p", sh + "printf 'x\\n\\377\\n\\n\\376z\\n'")},
+            job(""),
+            "Unexpected number of results. Expected: 1 Found: 4\n"},
            {"reader prints garbage", {uses(R, "r", sh + "printf '\\377\\376Proved'")}, job("-")},
            {"temporary folder missing", {puts("tmp", NONE)}, job("-"), NOT_FOUND},
            {"temporary folder a file", {puts("tmp", "")}, job("-"), NOT_FOUND}});
@@ -242,12 +260,14 @@ TEST(BadInputTest, UsableInputThatLooksOddStillRunsTheJob) {
     const std::string proved = job("+", 1);
     check({{"writer reads its standard input", {uses(W, "w", drain + writer)}, proved},
            {"prover with input=file reads its standard input",
-            {uses(&DriverSpec::input, "file"), uses(P, "p", drain + "cat \"$1\"\n")}, proved},
+            {uses(&DriverSpec::input, "file"), uses(P, "p", drain + "cat \"$1\"\n")},
+            proved},
            {"writer chatters on both outputs", {uses(W, "w", drain + chatter + writer)}, proved},
            {"status file in a read-only folder", {locks("pos")}, proved},
            {"read-only status file", {readOnly}, job("+")},
            // One thread per unit of -c takes ~2 s here, 6 s under ASan, and exhausts
            // memory under TSan; the bound leaves room for TSan's own second at exit.
            {"huge concurrency",
-            {adds({"-c", "100000"}), [](Scene& s) { s.timeoutMs = 3000; }}, proved}});
+            {adds({"-c", "100000"}), [](Scene& s) { s.timeoutMs = 3000; }},
+            proved}});
 }

@@ -23,7 +23,8 @@ TEST(CommandLine, HelpBadOptionsAndEachValidationFailurePrintUsageAndFail) {
         QStringList args;
         std::string err;
     } rows[] = {
-        {"-h", {"-h"}, ""}, {"--help", {"--help"}, ""},
+        {"-h", {"-h"}, ""},
+        {"--help", {"--help"}, ""},
         {"unknown option", {"-z"}, POVRUN_BIN ": invalid option -- 'z'\n"},
         {"unknown long option", {"--bogus"}, POVRUN_BIN ": unrecognized option '--bogus'\n"},
         {"short option without value", COMPLETE.mid(0, 7),
@@ -62,8 +63,11 @@ TEST(CommandLine, OptionalLongOptionsTakeOnlyAttachedValues) {
     const struct {
         const char* option;
         std::string errStart;
-    } rows[] = {{"--mechanism", nullText}, {"--mechanism-directory", nullText},
-                {"--installdir", nullText}, {"--concurrency", "povrun: "}, {"--trace", "povrun: "}};
+    } rows[] = {{"--mechanism", nullText},
+                {"--mechanism-directory", nullText},
+                {"--installdir", nullText},
+                {"--concurrency", "povrun: "},
+                {"--trace", "povrun: "}};
     for (const auto& row : rows) {
         const testutil::RunResult r = runPovrun(COMPLETE + QStringList{row.option, "2"});
         EXPECT_FALSE(r.crashed) << row.option;

@@ -59,8 +59,8 @@ protected:
     }
 
     QStringList args(const QStringList& extra = {}) const {
-        return QStringList{"-m", path("m.xml"), "-s", path("comp.pos"), "-p", path("comp.pog"),
-                           "-d", path("tmp")} +
+        return QStringList{"-m", path("m.xml"),    "-s", path("comp.pos"),
+                           "-p", path("comp.pog"), "-d", path("tmp")} +
                extra;
     }
 
@@ -89,10 +89,9 @@ TEST_F(ReplayTest, ProtocolShowsDriversHeadingsAndMarks) {
     faketools::DriverSpec d2 = d1;
     d2.name = "d2";
     writeMechanism("always", {d1, d2});
-    const QByteArray pos = faketools::posXml(
-        "m", {{"G0", {settledBy("d1"), settledBy("d1")}},
-              {"G1", {settledBy("d1", "Proved")}},
-              {"G2", {settledBy("d1")}}});
+    const QByteArray pos = faketools::posXml("m", {{"G0", {settledBy("d1"), settledBy("d1")}},
+                                                   {"G1", {settledBy("d1", "Proved")}},
+                                                   {"G2", {settledBy("d1")}}});
     faketools::setAnswers(tools, "0 0 Proved\n0 1 Disproved\n2 0 Unknown\n");
     const char* report = "TOTAL for comp\t Proved 2\t Proved externally 1\t Unreliably proved 0"
                          "\t Disproved 1\t Unproved 1";
@@ -138,7 +137,8 @@ TEST_F(ReplayTest, TraceLevelOneTellsWhatHappens) {
     EXPECT_EQ(traced.exitCode, 0);
     const QString log = QString::fromStdString(traced.err);
     EXPECT_EQ(log.count("-- ProofDirector -- Playing 0-th driver (d)\n"), 2) << traced.err;
-    EXPECT_EQ(log.count(QRegularExpression("-- Proof Director -- Thread \\d+ writes entry \\d\\.\n")), 2)
+    EXPECT_EQ(
+        log.count(QRegularExpression("-- Proof Director -- Thread \\d+ writes entry \\d\\.\n")), 2)
         << traced.err;
     EXPECT_EQ(log.count("-- Proof Director -- Thread "), 4) << "writes and proves, per job";
     EXPECT_TRUE(log.contains("-- ProofDirector -- Issuing writing command " + tools.writer() +
@@ -155,19 +155,18 @@ TEST_F(ReplayTest, TraceLevelOneTellsWhatHappens) {
 TEST_F(ReplayTest, FailedJobsAreLoggedAndLeaveTheirGoalsAlone) {
     struct Row {
         const char* name;
-        QByteArray writer;  // empty: the fake writer
+        QByteArray writer; // empty: the fake writer
         QByteArray prover;
         QByteArray reader;
-        std::string log;    // expected on stderr
+        std::string log; // expected on stderr
         std::string marks;
     };
     const std::vector<Row> rows = {
         {"writer creates no file", "exit 3\n", "", "", "-- ProofDirector -- Secondary po ", "-"},
-        {"writer crashes", "kill -SEGV $$\n", "", "", "-- ProofDirector -- Writer crashed.\n",
-         "-"},
+        {"writer crashes", "kill -SEGV $$\n", "", "", "-- ProofDirector -- Writer crashed.\n", "-"},
         {"prover crashes", "", "kill -SEGV $$\n", "", "Driver prover crashed.\n", ""},
-        {"reader crashes", "", "", "cat >/dev/null; kill -SEGV $$\n",
-         "Driver reader crashed.\n", ""},
+        {"reader crashes", "", "", "cat >/dev/null; kill -SEGV $$\n", "Driver reader crashed.\n",
+         ""},
         {"reader answers twice", "", "", "cat >/dev/null; echo Proved; echo Proved\n",
          "Unexpected number of results. Expected: 1 Found: 2\n", ""},
         {"reader answers garbage", "", "", "cat >/dev/null; echo proved\n", "", "-"},
@@ -243,11 +242,12 @@ TEST_F(ReplayTest, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
 
 TEST_F(ReplayTest, TerminationKillsToolsRemovesFilesAndSavesTheDocument) {
     // The prover is a wrapper: it records its pid and that of the long sleep it starts.
-    testutil::writeScript(path("slow.sh"), "pids=\"$(dirname \"$0\")/pids\"\n"
-                                           "sleep 60 &\necho $$ >> \"$pids\"\necho $! >> \"$pids\"\n"
-                                           "wait\n");
+    testutil::writeScript(path("slow.sh"),
+                          "pids=\"$(dirname \"$0\")/pids\"\n"
+                          "sleep 60 &\necho $$ >> \"$pids\"\necho $! >> \"$pids\"\n"
+                          "wait\n");
     faketools::DriverSpec d;
-        d.name = "d";
+    d.name = "d";
     d.prover = path("slow.sh");
     writeMechanism("never", {d});
     std::vector<GoalSpec> goals(6, settledBy("d"));
@@ -258,8 +258,10 @@ TEST_F(ReplayTest, TerminationKillsToolsRemovesFilesAndSavesTheDocument) {
     ASSERT_TRUE(povrun.waitForStarted());
     QElapsedTimer waited;
     waited.start();
-    while (QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts).size() < 4 &&
-           waited.elapsed() < 20000)
+    while (
+        QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts).size() <
+            4 &&
+        waited.elapsed() < 20000)
         QThread::msleep(20);
     const QStringList pids =
         QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts);

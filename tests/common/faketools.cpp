@@ -21,7 +21,8 @@ while [ $# -gt 0 ]; do
 done
 printf '%s' "$pairs" > "$out"
 )");
-    testutil::writeScript(tools.prover(), R"(if [ $# -gt 0 ] && [ -f "$1" ]; then cat "$1"; else cat; fi
+    testutil::writeScript(tools.prover(),
+                          R"(if [ $# -gt 0 ] && [ -f "$1" ]; then cat "$1"; else cat; fi
 )");
     testutil::writeScript(tools.reader(), R"(dir=$(dirname "$0")
 while read g p; do
@@ -58,7 +59,8 @@ QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& dri
 }
 
 QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups) {
-    QString xml = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n");
+    QString xml =
+        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n");
     for (const GroupSpec& group : groups) {
         xml += QStringLiteral("  <Proof_Obligation>\n    <Tag>%1</Tag>\n").arg(group.first);
         for (const GoalSpec& goal : group.second) {

@@ -30,7 +30,7 @@ void setDefaultAnswer(const ToolSet& tools, const QByteArray& answer);
 struct DriverSpec {
     QString name;
     QString group = QStringLiteral("none");
-    QString writer;   // paths of the tools
+    QString writer; // paths of the tools
     QString prover;
     QString reader;
     QString input = QStringLiteral("stdin");
@@ -47,7 +47,7 @@ struct GoalSpec {
     QString proofState = QStringLiteral("Unproved");
     bool hasMechanism = true;
     QString mechanismStatus = QStringLiteral("Unproved");
-    std::vector<std::pair<QString, QString>> drivers;  // name, status
+    std::vector<std::pair<QString, QString>> drivers; // name, status
 };
 
 using GroupSpec = std::pair<QString, std::vector<GoalSpec>>;

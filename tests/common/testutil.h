@@ -10,7 +10,7 @@ namespace testutil {
 
 struct RunResult {
     int exitCode = -1;
-    bool crashed = false;   // ended by a signal, or could not be started
+    bool crashed = false; // ended by a signal, or could not be started
     bool timedOut = false;
     std::string out;
     std::string err;
