@@ -83,10 +83,10 @@ public:
         testutil::writeFile(path("m.xml"), faketools::mechanismXml("always", {driver}));
         GoalSpec goal;
         goal.drivers = {{"d", "Proved"}};
-        std::vector<GroupSpec> spec;
+        std::vector<GroupSpec> layout;
         for (int g = 0; g < groups; ++g)
-            spec.push_back({QStringLiteral("G%1").arg(g), std::vector<GoalSpec>(goals, goal)});
-        testutil::writeFile(path("comp.pos"), faketools::posXml("m", spec));
+            layout.push_back({QStringLiteral("G%1").arg(g), std::vector<GoalSpec>(goals, goal)});
+        testutil::writeFile(path("comp.pos"), faketools::posXml("m", layout));
         testutil::writeFile(path("comp.pog"), "");
         QDir(dir.path()).mkdir("tmp");
     }
