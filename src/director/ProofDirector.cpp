@@ -233,48 +233,71 @@ void ProofDirector::traceLine(const char* message) const {
         std::clog << TRACE_PREFIX << message << std::endl;
 }
 
-bool ProofDirector::reloadPosFile() {
-    std::lock_guard<std::mutex> lock(statusMutex);
-    // Whatever fails below leaves nothing that a later save could write back.
-    dom = QDomDocument();
+bool ProofDirector::buildPoTable(const std::function<bool(QDomElement&, po_data_t&)>& recordOf) {
     poTable.clear();
-    QDomDocument document = pos::documentOfFile(posPath);
-    if (document.isNull())
-        return false;
-    dom = document;
-    unprovedCount = 0;
-    const QString mechanismName = QString::fromStdString(mechanism.name);
     for (QDomElement group = dom.documentElement().firstChildElement(pos::TAG_PROOF_OBLIGATION);
          !group.isNull(); group = group.nextSiblingElement(pos::TAG_PROOF_OBLIGATION)) {
         std::vector<po_data_t> goals;
         for (QDomElement goal = group.firstChildElement(pos::TAG_SIMPLE_GOAL); !goal.isNull();
              goal = goal.nextSiblingElement(pos::TAG_SIMPLE_GOAL)) {
-            const bool goalUnproved = goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) ==
-                                      pos::ATTR_VALUE_UNPROVED;
-            if (goalUnproved)
-                ++unprovedCount;
             po_data_t po;
-            po.element = mechanismElementOf(goal, mechanismName);
-            if (po.element.isNull()) {
-                dom = QDomDocument();
-                poTable.clear();
+            if (!recordOf(goal, po))
                 return false;
-            }
-            // A replay plays again exactly the drivers that had settled this goal before.
-            if (goalUnproved && po.element.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) ==
-                                    pos::ATTR_VALUE_UNPROVED) {
-                for (QDomElement d = po.element.firstChildElement(pos::TAG_DRIVER); !d.isNull();
-                     d = d.nextSiblingElement(pos::TAG_DRIVER)) {
-                    const QString status = d.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
-                    if (status == pos::ATTR_VALUE_PROVED || status == pos::ATTR_VALUE_DISPROVED)
-                        po.drivers.append(d.attribute(pos::ATTR_NAME));
-                }
-            }
             goals.push_back(po);
         }
         poTable.emplace_back(utf8(groupNameOf(group)), std::move(goals));
     }
     return true;
+}
+
+bool ProofDirector::reloadPosFile() {
+    std::lock_guard<std::mutex> lock(statusMutex);
+    // Whatever fails below leaves nothing that a later save could write back.
+    dom = pos::documentOfFile(posPath);
+    poTable.clear();
+    if (dom.isNull())
+        return false;
+    unprovedCount = 0;
+    const QString mechanismName = QString::fromStdString(mechanism.name);
+    const bool complete = buildPoTable([&](QDomElement& goal, po_data_t& po) {
+        const bool goalUnproved =
+            goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) == pos::ATTR_VALUE_UNPROVED;
+        if (goalUnproved)
+            ++unprovedCount;
+        po.element = mechanismElementOf(goal, mechanismName);
+        if (po.element.isNull())
+            return false;
+        // A replay plays again exactly the drivers that had settled this goal before.
+        if (goalUnproved && po.element.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) ==
+                                pos::ATTR_VALUE_UNPROVED) {
+            for (QDomElement d = po.element.firstChildElement(pos::TAG_DRIVER); !d.isNull();
+                 d = d.nextSiblingElement(pos::TAG_DRIVER)) {
+                const QString status = d.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
+                if (status == pos::ATTR_VALUE_PROVED || status == pos::ATTR_VALUE_DISPROVED)
+                    po.drivers.append(d.attribute(pos::ATTR_NAME));
+            }
+        }
+        return true;
+    });
+    if (!complete) {
+        dom = QDomDocument();
+        poTable.clear();
+    }
+    return complete;
+}
+
+QDomElement ProofDirector::registerMechanism(QDomElement& goal) {
+    QDomElement element = dom.createElement(pos::TAG_MECHANISM);
+    element.setAttribute(pos::ATTR_NAME, QString::fromStdString(mechanism.name));
+    element.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
+    for (const QString& driverName : mechanism.driverNames) {
+        QDomElement d = dom.createElement(pos::TAG_DRIVER);
+        d.setAttribute(pos::ATTR_NAME, driverName);
+        d.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
+        element.appendChild(d);
+    }
+    goal.appendChild(element);
+    return element;
 }
 
 bool ProofDirector::loadPosFile() {
@@ -284,53 +307,36 @@ bool ProofDirector::loadPosFile() {
     if (document.isNull())
         return false;
     dom = document;
-    poTable.clear();
     bool registered = false;
     const QString mechanismName = QString::fromStdString(mechanism.name);
-    for (QDomElement group = dom.documentElement().firstChildElement(pos::TAG_PROOF_OBLIGATION);
-         !group.isNull(); group = group.nextSiblingElement(pos::TAG_PROOF_OBLIGATION)) {
-        std::vector<po_data_t> goals;
-        for (QDomElement goal = group.firstChildElement(pos::TAG_SIMPLE_GOAL); !goal.isNull();
-             goal = goal.nextSiblingElement(pos::TAG_SIMPLE_GOAL)) {
-            po_data_t po;
-            po.status = pos::proofStatusOfAttrValue(
-                goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED));
-            if (po.status == pos::UNPROVED)
-                ++unprovedCount;
-            po.element = mechanismElementOf(goal, mechanismName);
-            bool unknownReset = false;
-            if (po.element.isNull()) {
-                po.element = dom.createElement(pos::TAG_MECHANISM);
-                po.element.setAttribute(pos::ATTR_NAME, mechanismName);
-                po.element.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
-                for (const QString& driverName : mechanism.driverNames) {
-                    QDomElement d = dom.createElement(pos::TAG_DRIVER);
-                    d.setAttribute(pos::ATTR_NAME, driverName);
-                    d.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
-                    po.element.appendChild(d);
-                }
-                goal.appendChild(po.element);
-                registered = true;
-                if (po.status == pos::UNKNOWN) {
-                    goal.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
-                    unknownReset = true;
-                }
+    buildPoTable([&](QDomElement& goal, po_data_t& po) {
+        po.status =
+            pos::proofStatusOfAttrValue(goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED));
+        if (po.status == pos::UNPROVED)
+            ++unprovedCount;
+        po.element = mechanismElementOf(goal, mechanismName);
+        bool unknownReset = false;
+        if (po.element.isNull()) {
+            po.element = registerMechanism(goal);
+            registered = true;
+            if (po.status == pos::UNKNOWN) {
+                goal.setAttribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
+                unknownReset = true;
             }
-            const bool settled =
-                po.status == pos::PROVED || po.status == pos::DISPROVED ||
-                (po.status == pos::UNRELIABLY_PROVED && mechanism.trust == mechanism::TRUST_NEVER);
-            // Read without a default: a mechanism element without status is left alone.
-            if ((unknownReset || !settled) &&
-                po.element.attribute(pos::ATTR_STATUS) == pos::ATTR_VALUE_UNPROVED) {
-                for (QDomElement d = po.element.firstChildElement(pos::TAG_DRIVER); !d.isNull();
-                     d = d.nextSiblingElement(pos::TAG_DRIVER))
-                    po.drivers.append(d.attribute(pos::ATTR_NAME, QString()));
-                po.status = pos::UNPROVED;
-            }
-            goals.push_back(po);
         }
-        poTable.emplace_back(utf8(groupNameOf(group)), std::move(goals));
-    }
+        const bool settled =
+            po.status == pos::PROVED || po.status == pos::DISPROVED ||
+            (po.status == pos::UNRELIABLY_PROVED && mechanism.trust == mechanism::TRUST_NEVER);
+        // Read without a default: a mechanism element without status is left alone.
+        if ((unknownReset || !settled) &&
+            po.element.attribute(pos::ATTR_STATUS) == pos::ATTR_VALUE_UNPROVED) {
+            for (QDomElement d = po.element.firstChildElement(pos::TAG_DRIVER); !d.isNull();
+                 d = d.nextSiblingElement(pos::TAG_DRIVER))
+                po.drivers.append(d.attribute(pos::ATTR_NAME, QString()));
+            po.status = pos::UNPROVED;
+        }
+        return true;
+    });
     return registered;
 }
 

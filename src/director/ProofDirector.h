@@ -127,6 +127,11 @@ private:
     void unregisterProcess(qint64 pid);
     void waitForProcessesGone();
     void runJobs();
+    // Rebuilds poTable from dom, group by group; `recordOf` fills each goal's record and
+    // returns false to stop (the table is then incomplete).
+    bool buildPoTable(const std::function<bool(QDomElement&, po_data_t&)>& recordOf);
+    // Appends this mechanism's element, with every driver "Unproved", to `goal`.
+    QDomElement registerMechanism(QDomElement& goal);
     // Hands out the next of `count` job indices under jobMutex; false when none is left.
     bool takeJob(std::size_t count, unsigned long long& index,
                  const std::function<void(unsigned long long)>& traceTaken);
