@@ -2,8 +2,31 @@
 // Replays one proof mechanism over the .pos file of one component: selects the proof
 // obligations each driver has to work on, runs writer, prover and reader as child
 // processes (in worker threads when concurrency > 1), turns verdicts into statuses in
-// the document and saves it after every job.
+// the document and keeps the file in step with it.
+//
+// Threading model. The main thread loads the file, builds each driver's jobs and joins
+// its workers before the next driver; workers run jobs only. The locks, each a leaf
+// unless an order is given, and always taken in this order where two are held:
+//   saver's writeMutex -> statusMutex -> saver's wakeMutex
+//   - jobMutex: nextJob only; held to take an index (and to keep a worker's trace line
+//     whole), never during a job.
+//   - statusMutex: dom, poTable, unprovedCount, operationCount and the saver's kept texts,
+//     and the per-PO marks on standard output; a prover job holds it from its first
+//     heading to its save request, so the marks of two jobs never mix.
+//   - tools (process::Registry): the running tools and the stop flag; held to start or
+//     forget a tool, so that no tool starts after stop() took the list.
+//   - errorMutex: errors and workerFailure; held only to append or read.
+//   - the saver's writeMutex and wakeMutex (see StatusSaver.h): one write at a time, and
+//     the background saver's orders.
+// The original design had two locks and a stop() that took none. Workers now append to
+// errors and the tool list at once, and stop() runs on a watcher thread beside the
+// workers, so those lists got their own locks; stop() takes them, and the save locks,
+// because it must not save a document a worker is half-way through changing.
+// driver, writerJobs, proverJobs and the settings need no lock: the main thread writes
+// them only while no worker runs, and workers only read them.
 
+#include "director/Process.h"
+#include "director/StatusSaver.h"
 #include "mechanism/Mechanism.h"
 #include "pos/pos.h"
 
@@ -11,14 +34,13 @@
 #include <QDomElement>
 #include <QList>
 #include <QObject>
-#include <QProcess>
 #include <QString>
 #include <QStringList>
-#include <condition_variable>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -79,11 +101,16 @@ public:
     // it before, when it and its mechanism element are "Unproved" again. False when the
     // file is missing, unreadable or malformed, or a goal lacks this mechanism.
     bool reloadPosFile();
-    // Writes the document to the existing .pos file atomically, author="proof_director".
-    // False, with nothing written, when the file does not exist or the document is empty.
+    // Writes the document to the existing .pos file now, atomically and synced, with
+    // author="proof_director". False, with nothing written, when the file does not exist,
+    // the document is empty or the write failed (said once on standard error).
     bool savePosFile();
-    // Safe from another thread while workers run: kills every running tool, removes the
-    // secondary files and saves the document. The caller is expected to exit afterwards.
+    // True when the newest state could not be written to the file (a full disk, a file
+    // made read-only): the run must not end as a success.
+    bool hasUnsavedState() const;
+    // Safe from another thread while workers run: ends every running tool and what it
+    // started (SIGTERM, then SIGKILL after a short grace), removes the secondary files and
+    // saves the document. Keeps the status lock: the caller exits afterwards.
     void stop();
 
     void play();
@@ -120,18 +147,22 @@ public:
 
 private:
     void appendError(const QString& message);
-    // Starts a tool and registers its pid for stop(); -1, with nothing started, once
-    // stop() has begun.
-    qint64 startTool(QProcess& process, const std::filesystem::path& program,
-                     const QStringList& arguments);
-    void unregisterProcess(qint64 pid);
-    void waitForProcessesGone();
+    // Writes what a tool said on standard error, as one block headed by the driver, the
+    // tool and the job's POs; blocks of concurrent jobs never mix.
+    void showToolErrors(const char* role, const std::filesystem::path& tool,
+                        const std::vector<po_address_t>& addresses,
+                        const process::exit_t& run) const;
     void runJobs();
+    void startWorkers(std::vector<std::unique_ptr<std::thread>>& workers, std::size_t wanted);
+    void finishDriver();
     // Rebuilds poTable from dom, group by group; `recordOf` fills each goal's record and
     // returns false to stop (the table is then incomplete).
     bool buildPoTable(const std::function<bool(QDomElement&, po_data_t&)>& recordOf);
     // Appends this mechanism's element, with every driver "Unproved", to `goal`.
     QDomElement registerMechanism(QDomElement& goal);
+    // Fills a first play's record of `goal`, registering the mechanism on it where it is
+    // missing; true when it registered it.
+    bool firstPlayRecord(QDomElement& goal, const QString& mechanismName, po_data_t& po);
     // Hands out the next of `count` job indices under jobMutex; false when none is left.
     bool takeJob(std::size_t count, unsigned long long& index,
                  const std::function<void(unsigned long long)>& traceTaken);
@@ -142,6 +173,9 @@ private:
     void traceLine(const char* message) const;
     void printHeadingsUpTo(unsigned long long group);
     void printMarks(const prover_data_t& job, const QStringList& lines);
+    void printModel(const QStringList& lines, int& line) const;
+    // Forgets the document and the table, so that nothing stale can be saved.
+    void forgetDocument();
 
     bool loaded = false;
     mechanism::mechanism_t mechanism;
@@ -159,16 +193,16 @@ private:
     std::string component;
     // Guarded by errorMutex (appended by workers, read by hasErrors()).
     QList<QString> errors;
-    // Pids of running tools, guarded by processMutex (held only to add, remove or kill).
-    std::vector<qint64> processes;
+    // The running tools, with their own lock.
+    process::Registry tools;
     uint64_t nextJob = 0;
     // Guards nextJob only; never held while a job runs.
     std::mutex jobMutex;
     mechanism::driver_t driver;
     uint32_t operationCount = 0;
     uint32_t unprovedCount = 0;
-    // Guards dom, poTable, writerJobs, the counters and the per-PO marks on stdout; a
-    // prover job holds it from its first heading to the end of its save.
+    // Guards dom, poTable, the counters and the per-PO marks on stdout; a prover job holds
+    // it from its first heading to its save request.
     std::mutex statusMutex;
     po_table_t poTable;
     std::vector<writer_data_t> writerJobs;
@@ -177,10 +211,9 @@ private:
     // Guards errors and workerFailure; held only to append or read.
     mutable std::mutex errorMutex;
     std::exception_ptr workerFailure; // first exception that escaped a worker thread
-    // Guards processes and stopping; held only to add, remove or signal pids.
-    std::mutex processMutex;
-    std::condition_variable processesGone;
-    bool stopping = false; // tools registered after stop() are killed at once
+    // Writes dom to posPath behind the workers; declared last, so that it is destroyed
+    // (writing what is left) while everything it reads still exists.
+    StatusSaver saver{dom, statusMutex, posPath};
 };
 
 std::ostream& operator<<(std::ostream& os, const ProofDirector::writer_data_t& job);

@@ -37,6 +37,10 @@ std::mutex directorMutex;
 // outside the signal handler.
 int signalPipe[2] = {-1, -1};
 
+// Set when a mechanism's final state could not be written: the run still reports, but
+// must not end as a success.
+bool unsavedState = false;
+
 const char USAGE[] =
     "povrun -i tooldir -r resources (-m mech.xml | -M dir) -s comp.pos -p comp.pog -d bdp/mech "
     "[-h]\n"
@@ -209,6 +213,8 @@ bool playMechanism(const settings_t& settings, const std::string& component,
               << " with external mechanism " << current->getMechanismName()
               << (settings.xml ? "</proving>" : "") << std::endl;
     current->replay();
+    if (current->hasUnsavedState())
+        unsavedState = true;
     destroyDirector(current);
     return true;
 }
@@ -239,7 +245,7 @@ int run(int argc, char** argv) {
         }
     }
     print_metrics(settings.posPath, settings.xml, component);
-    return 0;
+    return unsavedState ? 1 : 0;
 }
 
 } // namespace

@@ -1,0 +1,198 @@
+// The job stages: the writer, and the prover piped into the reader, whose answers
+// become marks on standard output and statuses in the document.
+
+#include "director/ProofDirector.h"
+#include "director/ProofDirector_p.h"
+
+#include <QFile>
+#include <iostream>
+#include <map>
+
+using director::LogLine;
+using director::TRACE_PREFIX;
+using director::utf8;
+using pos::status_t;
+
+namespace {
+
+const std::map<status_t, std::string> stringOfStatus = {
+    {pos::UNPROVED, "-"}, {pos::UNKNOWN, "-"},   {pos::UNRELIABLY_PROVED, "*"},
+    {pos::PROVED, "+"},   {pos::DISPROVED, "!"},
+};
+const std::map<status_t, std::string> xmlOfStatus = {
+    {pos::UNPROVED, "<m/>"}, {pos::UNKNOWN, "<m/>"},   {pos::UNRELIABLY_PROVED, "<u/>"},
+    {pos::PROVED, "<p/>"},   {pos::DISPROVED, "<d/>"},
+};
+
+// Keeps the blocks of tool errors of concurrent jobs whole on standard error.
+std::mutex toolErrorsMutex;
+
+bool isAnswer(const QString& line) {
+    return line == pos::ATTR_VALUE_PROVED || line == pos::ATTR_VALUE_UNKNOWN ||
+           line == pos::ATTR_VALUE_DISPROVED;
+}
+
+} // namespace
+
+void ProofDirector::showToolErrors(const char* role, const std::filesystem::path& tool,
+                                   const std::vector<po_address_t>& addresses,
+                                   const process::exit_t& run) const {
+    if (run.errors.isEmpty())
+        return;
+    // POs are named as a user would select one: group name, ".", number from 1.
+    std::string block = std::string("povrun: driver ") + utf8(driver.name) + ", " + role + " " +
+                        tool.string() + ", POs";
+    for (const po_address_t& address : addresses) {
+        const bool known = address.first < poTable.size();
+        block += " " + (known ? poTable[address.first].first : std::to_string(address.first)) +
+                 "." + std::to_string(address.second + 1);
+    }
+    block += ", wrote on standard error:\n" + run.errors.toStdString();
+    if (block.back() != '\n')
+        block += '\n';
+    if (run.errorsDropped > 0)
+        block += "[" + std::to_string(run.errorsDropped) + " more bytes]\n";
+    std::lock_guard<std::mutex> lock(toolErrorsMutex);
+    std::cerr << block << std::flush;
+}
+
+void ProofDirector::writeJob() {
+    const std::thread::id id = tracedThreadId();
+    unsigned long long index;
+    while (takeJob(writerJobs.size(), index, [&](unsigned long long i) {
+        traceThread(id, "writes entry " + std::to_string(i) + ".");
+    }))
+        writeEntry(index);
+}
+
+void ProofDirector::writeEntry(const unsigned long long& index) {
+    const writer_data_t& job = writerJobs.at(index);
+    if (trace == 1) {
+        LogLine() << TRACE_PREFIX << "Issuing writing command " << job.cmd.string() << " "
+                  << utf8(job.args.join(QLatin1Char(' ')));
+        LogLine() << TRACE_PREFIX << "to generate " << utf8(job.po2filename);
+    }
+    process::exit_t writer;
+    if (!process::runAlone({job.cmd, job.args}, tools, writer))
+        return; // stopping
+    showToolErrors("writer", job.cmd, job.positions, writer);
+    if (!writer.started) {
+        LogLine() << TRACE_PREFIX << "Writer had an error.";
+        appendError(tr("Error starting secondary proof obligation generation for driver %1.")
+                        .arg(driver.name));
+        return;
+    }
+    if (writer.crashed) {
+        LogLine() << TRACE_PREFIX << "Writer crashed.";
+        appendError(
+            tr("Secondary proof obligation generation for driver %1 crashed.").arg(driver.name));
+        return;
+    }
+    // The exit code is not examined: the file is the writer's only answer.
+    if (!QFile::exists(job.po2filename)) {
+        LogLine() << TRACE_PREFIX << "Secondary po " << utf8(job.po2filename) << " not found.";
+        appendError(tr("Secondary proof obligation for driver %1 not found in file %2.")
+                        .arg(driver.name, job.po2filename));
+    }
+}
+
+void ProofDirector::proveJob() {
+    const std::thread::id id = tracedThreadId();
+    unsigned long long index;
+    while (takeJob(proverJobs.size(), index, [&](unsigned long long i) {
+        traceThread(id, "proves entry (" + proverJobs[i].cmdp.string() + ", " +
+                            utf8(proverJobs[i].inpath) + ").");
+    }))
+        proveEntry(index);
+}
+
+void ProofDirector::proveEntry(const unsigned long long& index) {
+    const prover_data_t& job = proverJobs.at(index);
+    if (trace == 1) {
+        LogLine() << TRACE_PREFIX << "Issuing proving command " << job.cmdp.string() << " "
+                  << utf8(job.argsp.join(QLatin1Char(' ')));
+        LogLine() << " and reading command " << job.cmdr.string() << " "
+                  << utf8(job.argsr.join(QLatin1Char(' ')));
+    }
+    const bool fromStdin = driver.prover.input == mechanism::INPUT_STDIN;
+    process::pipeline_t run;
+    // The reader's output is read while the prover runs: a reader that answers as it
+    // reads would otherwise fill its pipe, stop reading, and block the prover for ever.
+    if (!process::runPipeline({job.cmdp, job.argsp}, fromStdin ? job.inpath : QString(),
+                              {job.cmdr, job.argsr}, tools, run))
+        return; // stopping
+    showToolErrors("prover", job.cmdp, job.addresses, run.prover);
+    showToolErrors("reader", job.cmdr, job.addresses, run.reader);
+    if (run.prover.crashed) {
+        LogLine() << "Driver prover crashed.";
+        appendError(tr("Driver %1 prover crashed.").arg(driver.name));
+        return;
+    }
+    if (run.reader.crashed) {
+        LogLine() << "Driver reader crashed.";
+        appendError(tr("Driver %1 reader crashed.").arg(driver.name));
+        return;
+    }
+    const QString output = QString::fromUtf8(run.output).trimmed();
+    const QStringList lines = output.split(QLatin1Char('\n'));
+    if (trace == 1)
+        LogLine() << TRACE_PREFIX << "processing command output " << utf8(output);
+    if (poSelector.isEmpty() && static_cast<std::size_t>(lines.size()) != job.addresses.size()) {
+        LogLine() << "Unexpected number of results. Expected: " << job.addresses.size()
+                  << " Found: " << lines.size();
+        appendError(tr("Unexpected number of results from driver %1 reader.").arg(driver.name));
+        return;
+    }
+    printMarks(job, lines);
+}
+
+void ProofDirector::printHeadingsUpTo(unsigned long long group) {
+    while (operationCount <= group) {
+        if (operationCount != 0)
+            std::cout << (xml ? "</operation>" : "") << std::endl;
+        std::cout << "\t\t" << (xml ? "<operation><name>" : "") << poTable.at(operationCount).first
+                  << (xml ? "</name>" : "") << std::endl
+                  << "\t\t\t";
+        ++operationCount;
+    }
+}
+
+// Single-PO mode: what follows the verdict is the prover's model, echoed.
+void ProofDirector::printModel(const QStringList& lines, int& line) const {
+    std::cout << (xml ? "<model>\n" : "model:\n");
+    for (; line < lines.size(); ++line)
+        std::cout << utf8(lines[line]) << '\n';
+    std::cout << (xml ? "</model>\n" : "\n");
+}
+
+void ProofDirector::printMarks(const prover_data_t& job, const QStringList& lines) {
+    std::lock_guard<std::mutex> lock(statusMutex);
+    bool changed = false;
+    int line = 0;
+    for (const po_address_t& address : job.addresses) {
+        printHeadingsUpTo(address.first);
+        const QString answer = line < lines.size() ? lines[line] : QString();
+        ++line;
+        if (!isAnswer(answer)) {
+            std::cout << (xml ? "<m/>" : "-");
+            continue;
+        }
+        if (trace == 1)
+            LogLine() << TRACE_PREFIX << "updating proof status of proof obligation "
+                      << address.first << "," << address.second << " to " << utf8(answer)
+                      << " for driver " << utf8(driver.name);
+        if (poSelector.isEmpty())
+            updateStatus(address, answer);
+        const status_t status = poTable.at(address.first).second.at(address.second).status;
+        std::cout << (xml ? xmlOfStatus.at(status) : stringOfStatus.at(status));
+        if (!poSelector.isEmpty())
+            printModel(lines, line);
+        changed = true;
+    }
+    std::cout.flush();
+    if (changed) {
+        if (trace == 1)
+            LogLine() << TRACE_PREFIX << "Saving new DOM in POS file " << utf8(posPath);
+        saver.requestSave();
+    }
+}

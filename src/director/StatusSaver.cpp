@@ -1,0 +1,305 @@
+#include "director/StatusSaver.h"
+
+#include "pos/pos.h"
+
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSaveFile>
+#include <QTextCodec>
+#include <QTextStream>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+
+namespace {
+
+const QString AUTHOR = QStringLiteral("proof_director");
+
+// Qt writes the XML declaration back with single quotes around values it keeps as
+// read: a value holding a quote, or an encoding no codec knows, would come out as a file
+// that does not parse (or cannot be written). Such a declaration gives way to UTF-8.
+void ensureWritableDeclaration(QDomDocument& dom) {
+    QDomNode first = dom.firstChild();
+    if (!first.isProcessingInstruction() || first.nodeName() != QLatin1String("xml"))
+        return;
+    static const QRegularExpression wellFormed(QStringLiteral(
+        "^version='[^'\"]*'(?: encoding='([^'\"]*)')?(?: standalone='(?:yes|no)')?$"));
+    const QRegularExpressionMatch match = wellFormed.match(first.nodeValue());
+    if (match.hasMatch() &&
+        (match.captured(1).isEmpty() || QTextCodec::codecForName(match.captured(1).toLatin1())))
+        return;
+    dom.replaceChild(
+        dom.createProcessingInstruction(QStringLiteral("xml"),
+                                        QStringLiteral("version=\"1.0\" encoding=\"UTF-8\"")),
+        first);
+}
+
+// The codec the document is written in: its declaration's, else UTF-8, as Qt decides.
+QTextCodec* codecOf(const QDomDocument& dom) {
+    const QDomNode first = dom.firstChild();
+    if (first.isProcessingInstruction() && first.nodeName() == QLatin1String("xml")) {
+        static const QRegularExpression encoding(
+            QStringLiteral("encoding\\s*=\\s*((\"([^\"]*)\")|('([^']*)'))"));
+        const QRegularExpressionMatch match = encoding.match(first.nodeValue());
+        QString name = match.captured(3);
+        if (name.isEmpty())
+            name = match.captured(5);
+        if (QTextCodec* codec =
+                name.isEmpty() ? nullptr : QTextCodec::codecForName(name.toLatin1()))
+            return codec;
+    }
+    return QTextCodec::codecForName("UTF-8");
+}
+
+// Codecs whose output for a text is the concatenation of their outputs for its parts, so
+// that group texts can be encoded one by one.
+bool encodesPiecewise(const QTextCodec* codec) {
+    const int mib = codec->mibEnum();
+    return mib == 106 || mib == 3 || (mib >= 4 && mib <= 12) || (mib >= 109 && mib <= 112) ||
+           (mib >= 2250 && mib <= 2258);
+}
+
+QByteArray wholeText(const QDomDocument& dom) {
+    QByteArray bytes;
+    QTextStream stream(&bytes, QIODevice::WriteOnly);
+    // The declaration's encoding wins over this default when the document has one.
+    stream.setCodec("UTF-8");
+    dom.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
+    stream.flush();
+    return bytes;
+}
+
+// One child of the root as the whole document's serialisation writes it: the codec
+// decides which characters become references.
+QByteArray nodeText(const QDomNode& node, QTextCodec* codec) {
+    QString text;
+    QTextStream stream(&text, QIODevice::WriteOnly);
+    stream.setCodec(codec);
+    node.save(stream, pos::XML_INDENT);
+    stream.flush();
+    return codec->fromUnicode(text);
+}
+
+} // namespace
+
+StatusSaver::StatusSaver(QDomDocument& document, std::mutex& statusMutex, const QString& path)
+    : document(document), statusMutex(statusMutex), path(path) {}
+
+StatusSaver::~StatusSaver() {
+    saveNow(false);
+    {
+        std::lock_guard<std::mutex> lock(wakeMutex);
+        quit = true;
+    }
+    wake.notify_all();
+    if (background.joinable())
+        background.join();
+}
+
+void StatusSaver::reset() {
+    prepared = false;
+    unsaved = false;
+    groupTexts = false;
+    prefix.clear();
+    suffix.clear();
+    pieces.clear();
+    pieceNodes.clear();
+    pieceOfGroup.clear();
+    changed.clear();
+    changedPieces.clear();
+}
+
+void StatusSaver::prepare() {
+    std::lock_guard<std::mutex> lock(statusMutex);
+    if (!prepared)
+        prepareLocked();
+}
+
+void StatusSaver::prepareLocked() {
+    reset();
+    prepared = true;
+    QDomElement root = document.documentElement();
+    if (root.isNull())
+        return;
+    root.setAttribute(pos::ATTR_AUTHOR, AUTHOR);
+    ensureWritableDeclaration(document);
+    codec = codecOf(document);
+    if (!encodesPiecewise(codec))
+        return;
+    QByteArray children;
+    for (QDomNode child = root.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        if (child.isElement() && child.nodeName() == pos::TAG_PROOF_OBLIGATION)
+            pieceOfGroup.push_back(pieces.size());
+        pieces.push_back(nodeText(child, codec));
+        pieceNodes.push_back(child);
+        children += pieces.back();
+    }
+    changed.assign(pieces.size(), false);
+    // The root's own tags and whatever surrounds them are cut from one whole
+    // serialisation, so they come out exactly as Qt writes them.
+    const QByteArray whole = wholeText(document);
+    const int start = children.isEmpty() ? -1 : whole.indexOf(children);
+    if (start < 0 || !whole.mid(start + children.size()).startsWith("</"))
+        return;
+    prefix = whole.left(start);
+    suffix = whole.mid(start + children.size());
+    groupTexts = true;
+}
+
+void StatusSaver::markChanged(std::size_t group) {
+    unsaved = true;
+    if (!groupTexts || group >= pieceOfGroup.size())
+        return;
+    const std::size_t piece = pieceOfGroup[group];
+    if (!changed[piece]) {
+        changed[piece] = true;
+        changedPieces.push_back(piece);
+    }
+}
+
+void StatusSaver::requestSave() {
+    unsaved = true;
+    startBackground();
+    {
+        std::lock_guard<std::mutex> lock(wakeMutex);
+        wanted = true;
+    }
+    wake.notify_one();
+}
+
+void StatusSaver::refreshChangedLocked() {
+    if (changedPieces.empty())
+        return;
+    for (std::size_t piece : changedPieces) {
+        pieces[piece] = nodeText(pieceNodes[piece], codec);
+        changed[piece] = false;
+    }
+    changedPieces.clear();
+}
+
+StatusSaver::snapshot_t StatusSaver::snapshotLocked() {
+    if (!prepared)
+        prepareLocked();
+    snapshot_t snapshot;
+    snapshot.empty = document.documentElement().isNull();
+    if (snapshot.empty)
+        return snapshot;
+    if (!groupTexts) {
+        snapshot.parts.push_back(wholeText(document));
+        return snapshot;
+    }
+    refreshChangedLocked();
+    snapshot.parts.reserve(pieces.size() + 2);
+    snapshot.parts.push_back(prefix);
+    snapshot.parts.insert(snapshot.parts.end(), pieces.begin(), pieces.end());
+    snapshot.parts.push_back(suffix);
+    return snapshot;
+}
+
+bool StatusSaver::saveNow(bool force) {
+    std::lock_guard<std::mutex> writing(writeMutex);
+    snapshot_t snapshot;
+    {
+        std::lock_guard<std::mutex> lock(statusMutex);
+        if (!unsaved && !force)
+            return !failedLast;
+        snapshot = snapshotLocked();
+        unsaved = false;
+    }
+    if (write(snapshot))
+        return true;
+    std::lock_guard<std::mutex> lock(statusMutex);
+    unsaved = true; // the next save tries again
+    return false;
+}
+
+void StatusSaver::holdForExit() {
+    writeMutex.lock();
+    statusMutex.lock();
+}
+
+bool StatusSaver::saveHeld() {
+    return write(snapshotLocked());
+}
+
+bool StatusSaver::lastWriteFailed() const {
+    return failedLast;
+}
+
+bool StatusSaver::usesGroupTexts() const {
+    return groupTexts;
+}
+
+bool StatusSaver::write(const snapshot_t& snapshot) {
+    const QFileInfo info(path);
+    // A missing file is never created, and a document without a root never written.
+    if (!info.exists() || snapshot.empty)
+        return false;
+    // Respect a file the user made read-only, even when running as root, who could
+    // write it anyway.
+    if (!(info.permissions() & QFileDevice::WriteOwner)) {
+        reportFailure(QString::fromLocal8Bit(strerror(EACCES)));
+        return false;
+    }
+    QByteArray bytes;
+    qsizetype size = 0;
+    for (const QByteArray& part : snapshot.parts)
+        size += part.size();
+    bytes.reserve(size);
+    for (const QByteArray& part : snapshot.parts)
+        bytes += part;
+    // Written beside the old file and renamed over it, so a kill or a full disk in the
+    // middle of a save leaves the previous file whole.
+    QSaveFile file(info.isSymLink() ? info.symLinkTarget() : path);
+    file.setDirectWriteFallback(true);
+    // Unbuffered: a buffered write would fail only at commit, which would then keep the
+    // half-written file as if nothing had happened.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
+        file.write(bytes) != bytes.size() || !file.commit()) {
+        reportFailure(file.errorString());
+        return false;
+    }
+    failedLast = false;
+    return true;
+}
+
+void StatusSaver::reportFailure(const QString& reason) {
+    failedLast = true;
+    if (failureReported)
+        return;
+    failureReported = true;
+    std::cerr << "povrun: cannot save " << path.toStdString() << ": " << reason.toStdString()
+              << std::endl;
+}
+
+void StatusSaver::startBackground() {
+    if (!background.joinable())
+        background = std::thread([this] { backgroundLoop(); });
+}
+
+// Saves whenever asked, but leaves a pause after each save in proportion to its cost, so
+// that writing a large file never takes a worker's core for long; a verdict still reaches
+// the file within about a second.
+void StatusSaver::backgroundLoop() {
+    using clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds shortest{20};
+    constexpr std::chrono::milliseconds longest{800};
+    std::unique_lock<std::mutex> lock(wakeMutex);
+    for (;;) {
+        wake.wait(lock, [this] { return wanted || quit; });
+        if (quit)
+            return;
+        wanted = false;
+        lock.unlock();
+        const clock::time_point began = clock::now();
+        saveNow(false);
+        const auto took =
+            std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began);
+        const auto pause = std::clamp(8 * took, shortest, longest);
+        lock.lock();
+        wake.wait_for(lock, pause, [this] { return quit; });
+        if (quit)
+            return;
+    }
+}

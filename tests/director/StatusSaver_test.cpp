@@ -1,0 +1,128 @@
+// The write-behind saver: the bytes it writes from kept group texts, and saves that fail.
+
+#include "director/StatusSaver.h"
+#include "pos/pos.h"
+
+#include "common/testutil.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QScopeGuard>
+#include <QTemporaryDir>
+#include <QTextStream>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+
+namespace {
+
+// The bytes the whole document serialises to, the way a .pos has always been written.
+QByteArray wholeDocument(const QDomDocument& dom) {
+    QByteArray bytes;
+    QTextStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setCodec("UTF-8");
+    dom.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
+    stream.flush();
+    return bytes;
+}
+
+// A .pos of `groups` groups with whatever a user's file may hold besides them.
+QByteArray shapedPos(const QByteArray& declaration, int groups) {
+    QByteArray xml = declaration + "<!-- kept -->\n<Proof_Obligations version=\"2\" x:y=\"z\">\n";
+    xml += "<Foreign a=\"1\" b=\"&amp;\">text<inner/></Foreign>\n<!-- between -->\n";
+    xml += "<Proof_Obligation/>\n";
+    for (int g = 0; g < groups; ++g) {
+        xml += "<Proof_Obligation><Tag>g\xc3\xa9" + QByteArray::number(g) + "</Tag>";
+        for (int p = 0; p < 3; ++p)
+            xml += "<Simple_Goal status=\"Unproved\" note=\"caf\xc3\xa9 \xe4\xb8\xad\"><Mechanism "
+                   "name=\"m\" status=\"Unproved\"/></Simple_Goal>";
+        xml += "</Proof_Obligation>\n";
+    }
+    return xml + "</Proof_Obligations>\n<!-- after -->\n";
+}
+
+QDomElement goalAt(const QDomDocument& dom, int group, int goal) {
+    QDomElement g = dom.documentElement().firstChildElement(pos::TAG_PROOF_OBLIGATION);
+    for (int i = 0; i <= group; ++i) // the first group is the empty one
+        g = g.nextSiblingElement(pos::TAG_PROOF_OBLIGATION);
+    QDomElement e = g.firstChildElement(pos::TAG_SIMPLE_GOAL);
+    for (int i = 0; i < goal; ++i)
+        e = e.nextSiblingElement(pos::TAG_SIMPLE_GOAL);
+    return e;
+}
+
+struct Shape {
+    const char* name;
+    QByteArray declaration;
+};
+
+TEST(StatusSaver, WritesTheBytesOfTheWholeDocumentWhateverItsShape) {
+    const Shape shapes[] = {
+        {"no declaration", ""},
+        {"UTF-8", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"},
+        {"ISO-8859-1", "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"},
+    };
+    for (const Shape& shape : shapes) {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("comp.pos");
+        testutil::writeFile(path, shapedPos(shape.declaration, 40));
+        QDomDocument dom = pos::documentOfFile(path);
+        std::mutex statusMutex;
+        StatusSaver saver(dom, statusMutex, path);
+        saver.prepare();
+        EXPECT_TRUE(saver.usesGroupTexts()) << shape.name;
+        QRandomGenerator random(7);
+        for (int round = 0; round < 5; ++round) {
+            {
+                std::lock_guard<std::mutex> lock(statusMutex);
+                for (int change = 0; change < 4; ++change) {
+                    const int group = random.bounded(40);
+                    // Characters the declared encoding lacks become references.
+                    goalAt(dom, group, random.bounded(3))
+                        .setAttribute("status", round % 2 ? "Proved \xe2\x9c\x93" : "Unknown");
+                    saver.markChanged(static_cast<std::size_t>(group + 1));
+                }
+            }
+            ASSERT_TRUE(saver.saveNow(false)) << shape.name;
+            ASSERT_EQ(testutil::readFile(path), wholeDocument(dom))
+                << shape.name << " round " << round;
+        }
+    }
+}
+
+// Fills the file system of `dir` up to the last byte.
+void fill(const QString& dir) {
+    QFile filler(dir + "/filler");
+    filler.open(QIODevice::WriteOnly);
+    const QByteArray block(4096, 'x');
+    while (filler.write(block) == block.size() && filler.flush()) {
+    }
+}
+
+TEST(StatusSaver, AFailedSaveIsSaidOnceKeepsTheOldFileAndIsRetried) {
+    QTemporaryDir dir;
+    if (mount("tmpfs", dir.path().toLocal8Bit(), "tmpfs", 0, "size=64k") != 0)
+        GTEST_SKIP() << "cannot mount a small file system here (needs root)";
+    const auto unmount = qScopeGuard([&] { umount(dir.path().toLocal8Bit()); });
+    const QString path = dir.filePath("comp.pos");
+    const QByteArray before = shapedPos("", 20);
+    testutil::writeFile(path, before);
+    QDomDocument dom = pos::documentOfFile(path);
+    std::mutex statusMutex;
+    StatusSaver saver(dom, statusMutex, path);
+    saver.prepare();
+    fill(dir.path());
+    testing::internal::CaptureStderr();
+    const bool first = saver.saveNow(true);
+    const bool second = saver.saveNow(true);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_FALSE(first || second);
+    EXPECT_TRUE(saver.lastWriteFailed());
+    EXPECT_EQ(said, "povrun: cannot save " + path.toStdString() + ": No space left on device\n");
+    EXPECT_EQ(testutil::readFile(path), before);
+    QFile::remove(dir.filePath("filler"));
+    EXPECT_TRUE(saver.saveNow(false)) << "the failed state is written by the next save";
+    EXPECT_FALSE(saver.lastWriteFailed());
+    EXPECT_EQ(testutil::readFile(path), wholeDocument(dom));
+}
+
+} // namespace
