@@ -2,10 +2,10 @@
 // it replays a synthetic component whose goals are all replayable by one group "none"
 // driver of compiled trivial tools, with povrun at -c 1 and -c 2, and runs replay_baseline
 // (the same processes, pipes and parallelism, nothing else) on the same jobs; it prints
-// the time per job of each and their ratio, then where povrun's time per job goes.
-//   replay_bench [--rounds=R] [--sizes=N,...] [--big] [--big-jobs=K] [--no-split|--split-only]
-// Sizes default to 200 and 2,000 goals; --big adds 20,000 goals of which only the first
-// K (default 200) are replayable, the full run being extrapolated from them.
+// the time per job of each, their ratio and povrun's peak memory, then whether the targets
+// are met, then where povrun's time per job goes.
+//   replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only]
+// Sizes default to 2,000 and 20,000 goals, every goal replayed.
 
 #include "replay_split.h"
 #include "replay_workspace.h"
@@ -30,14 +30,18 @@ using replaybench::workspace_t;
 
 struct settings_t {
     int rounds = 3;
-    std::vector<unsigned> sizes = {200, 2000};
-    bool big = false;
-    unsigned bigJobs = 200;
+    std::vector<unsigned> sizes = {2000, 20000};
     bool split = true;
     bool runs = true; // whole povrun runs against the baseline
 };
 
-constexpr unsigned BIG_SIZE = 20000;
+// What one size measured, for the targets.
+struct row_t {
+    unsigned goals = 0;
+    double seconds[3] = {0, 0, 0}; // povrun's whole run at -c 1 and -c 2 (index = c)
+    double ratio[3] = {0, 0, 0};
+    long peakKib = 0;
+};
 
 std::string loadAverage() {
     std::ifstream in("/proc/loadavg");
@@ -61,11 +65,16 @@ double secondsOfRun(const std::string& program, const std::vector<std::string>& 
     return ok ? seconds : -1;
 }
 
-double povrunSeconds(const workspace_t& ws, unsigned concurrency) {
-    return secondsOfRun(REPLAY_POVRUN,
-                        {"-m", ws.mechanismFile.toStdString(), "-s", ws.posFile.toStdString(), "-p",
-                         ws.pogFile.toStdString(), "-d", ws.tempDir.toStdString(), "-c",
-                         std::to_string(concurrency)});
+double povrunSeconds(const workspace_t& ws, unsigned concurrency, long& peakKib) {
+    const auto start = std::chrono::steady_clock::now();
+    const bool ok = spawnjob::run(REPLAY_POVRUN,
+                                  {"-m", ws.mechanismFile.toStdString(), "-s",
+                                   ws.posFile.toStdString(), "-p", ws.pogFile.toStdString(), "-d",
+                                   ws.tempDir.toStdString(), "-c", std::to_string(concurrency)},
+                                  "/dev/null", &peakKib);
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return ok ? seconds : -1;
 }
 
 double baselineSeconds(const workspace_t& ws, unsigned concurrency, unsigned jobs) {
@@ -84,10 +93,10 @@ double baselineSeconds(const workspace_t& ws, unsigned concurrency, unsigned job
 // One povrun run on a fresh file with `replayable` replayable goals, checked: every one of
 // them, and no other goal, ends "Proved", and no secondary file is left behind.
 double checkedPovrunSeconds(const workspace_t& ws, unsigned goals, unsigned replayable,
-                            unsigned concurrency) {
+                            unsigned concurrency, long& peakKib) {
     if (!replaybench::writePos(ws, goals, replayable))
         fail("cannot write the .pos file", goals);
-    const double seconds = povrunSeconds(ws, concurrency);
+    const double seconds = povrunSeconds(ws, concurrency, peakKib);
     if (seconds < 0)
         fail("povrun failed", goals);
     if (replaybench::provedGoals(ws.posFile) != static_cast<long>(replayable))
@@ -101,24 +110,29 @@ double checkedPovrunSeconds(const workspace_t& ws, unsigned goals, unsigned repl
 // printing the report.
 double fixedSeconds(const workspace_t& ws, unsigned goals, int rounds) {
     std::vector<double> samples;
+    long peakKib = 0;
     for (int round = 0; round < rounds; ++round)
-        samples.push_back(checkedPovrunSeconds(ws, goals, 0, 1));
+        samples.push_back(checkedPovrunSeconds(ws, goals, 0, 1, peakKib));
     return median(samples);
 }
 
-void measureSize(const workspace_t& ws, unsigned goals, unsigned jobs, int rounds) {
+row_t measureSize(const workspace_t& ws, unsigned goals, unsigned jobs, int rounds) {
+    row_t row;
+    row.goals = goals;
     std::printf("\n%u goals, %u jobs, load average %s\n", goals, jobs, loadAverage().c_str());
     const double fixed = fixedSeconds(ws, goals, rounds);
     std::printf("  povrun without jobs: %.1f ms (.pos file %.0f KiB)\n", fixed * 1e3,
                 QFileInfo(ws.posFile).size() / 1024.0);
     std::printf("   -c | povrun ms/job | less fixed | baseline ms/job | ratio | ratio less "
-                "fixed%s\n",
-                jobs < goals ? " | full run, extrapolated" : "");
+                "fixed | whole run | peak RSS\n");
     for (unsigned concurrency : {1u, 2u}) {
         std::vector<double> povrun, baseline;
+        long peakKib = 0;
         // Taken in turns, so that both see the same neighbours on the machine.
         for (int round = 0; round < rounds; ++round) {
-            povrun.push_back(checkedPovrunSeconds(ws, goals, jobs, concurrency));
+            long peak = 0;
+            povrun.push_back(checkedPovrunSeconds(ws, goals, jobs, concurrency, peak));
+            peakKib = std::max(peakKib, peak);
             const double b = baselineSeconds(ws, concurrency, jobs);
             if (b < 0)
                 fail("replay_baseline failed", goals);
@@ -127,13 +141,42 @@ void measureSize(const workspace_t& ws, unsigned goals, unsigned jobs, int round
         const double perJob = median(povrun) * 1e3 / jobs;
         const double net = (median(povrun) - fixed) * 1e3 / jobs;
         const double base = median(baseline) * 1e3 / jobs;
-        std::printf("   %2u | %13.3f | %10.3f | %15.3f | %5.2f | %17.2f", concurrency, perJob, net,
-                    base, perJob / base, net / base);
-        if (jobs < goals)
-            std::printf(" | %.0f s", fixed + net * goals / 1e3);
-        std::printf("\n");
+        std::printf("   %2u | %13.3f | %10.3f | %15.3f | %5.2f | %17.2f | %7.1f s | %5.1f MB\n",
+                    concurrency, perJob, net, base, perJob / base, net / base, median(povrun),
+                    peakKib / 1024.0);
+        row.seconds[concurrency] = median(povrun);
+        row.ratio[concurrency] = perJob / base;
+        row.peakKib = std::max(row.peakKib, peakKib);
     }
     std::printf("  load average after: %s\n", loadAverage().c_str());
+    return row;
+}
+
+void target(bool met, const std::string& what) {
+    std::printf("  %s  %s\n", met ? "met   " : "MISSED", what.c_str());
+}
+
+// The targets povrun is held to, where the sizes they name were measured.
+void printTargets(const std::vector<row_t>& rows) {
+    std::printf("\ntargets\n");
+    for (const row_t& row : rows) {
+        const std::string size = std::to_string(row.goals) + " goals";
+        if (row.goals != 2000 && row.goals != 20000)
+            continue;
+        for (int c = 1; c <= 2; ++c)
+            target(row.ratio[c] <= 1.5, size + ", -c " + std::to_string(c) + ": ratio " +
+                                            std::to_string(row.ratio[c]) + " <= 1.5");
+        if (row.goals == 2000)
+            target(row.seconds[2] <= 0.6 * row.seconds[1],
+                   size + ": -c 2 takes " + std::to_string(row.seconds[2] / row.seconds[1]) +
+                       " of -c 1 <= 0.6");
+        if (row.goals == 20000) {
+            target(row.seconds[2] < 120,
+                   size + ", -c 2: whole run " + std::to_string(row.seconds[2]) + " s < 120 s");
+            target(row.peakKib <= 108 * 1024,
+                   size + ": peak RSS " + std::to_string(row.peakKib / 1024) + " MB <= 108 MB");
+        }
+    }
 }
 
 std::vector<unsigned> sizesOf(const char* text) {
@@ -156,10 +199,6 @@ settings_t parse(int argc, char** argv) {
             settings.rounds = std::max(1, std::atoi(arg + 9));
         else if (std::strncmp(arg, "--sizes=", 8) == 0)
             settings.sizes = sizesOf(arg + 8);
-        else if (std::strcmp(arg, "--big") == 0)
-            settings.big = true;
-        else if (std::strncmp(arg, "--big-jobs=", 11) == 0)
-            settings.bigJobs = static_cast<unsigned>(std::max(1, std::atoi(arg + 11)));
         else if (std::strcmp(arg, "--no-split") == 0)
             settings.split = false;
         else if (std::strcmp(arg, "--split-only") == 0)
@@ -167,9 +206,9 @@ settings_t parse(int argc, char** argv) {
         else
             settings.sizes.clear();
     }
-    if (settings.sizes.empty() && !settings.big) {
-        std::fprintf(stderr, "usage: replay_bench [--rounds=R] [--sizes=N,...] [--big] "
-                             "[--big-jobs=K] [--no-split|--split-only]\n");
+    if (settings.sizes.empty()) {
+        std::fprintf(
+            stderr, "usage: replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only]\n");
         std::exit(2);
     }
     return settings;
@@ -194,20 +233,17 @@ int main(int argc, char** argv) {
                 "ratio = povrun / baseline\n",
                 settings.rounds);
     if (settings.runs) {
+        std::vector<row_t> rows;
         for (unsigned goals : settings.sizes)
-            measureSize(ws, goals, goals, settings.rounds);
-        if (settings.big)
-            measureSize(ws, BIG_SIZE, std::min(settings.bigJobs, BIG_SIZE), settings.rounds);
+            rows.push_back(measureSize(ws, goals, goals, settings.rounds));
+        printTargets(rows);
     }
     if (!settings.split)
         return 0;
     std::printf("\nwhere a job's time goes, ms (director code in this process; spawn = the "
                 "same processes by posix_spawn), load average %s\n",
                 loadAverage().c_str());
-    std::vector<unsigned> sizes = settings.sizes;
-    if (settings.big)
-        sizes.push_back(BIG_SIZE);
-    for (unsigned goals : sizes) {
+    for (unsigned goals : settings.sizes) {
         if (!replaybench::printSplit(ws, goals, settings.rounds, 20))
             return 1;
     }

@@ -42,7 +42,7 @@ std::vector<std::string> narrow(const QStringList& words) {
 struct split_t {
     double load = 0, save = 0;
     double serialise = 0; // the part of a save that only turns the DOM into text
-    double qprocessWriter = 0, qprocessProve = 0; // proveEntry, its save included
+    double directorWriter = 0, directorProve = 0; // writeEntry, proveEntry
     double spawnWriter = 0, spawnProverReader = 0;
 };
 
@@ -94,8 +94,8 @@ bool measureJobs(ProofDirector& director, unsigned jobs, split_t& split) {
         QFile::remove(writerJobs[i].po2filename);
     }
     std::cout.rdbuf(saved);
-    split.qprocessWriter = median(qWriter);
-    split.qprocessProve = median(qProve);
+    split.directorWriter = median(qWriter);
+    split.directorProve = median(qProve);
     split.spawnWriter = median(sWriter);
     split.spawnProverReader = median(sProverReader);
     return ok && !director.hasErrors() && count > 0;
@@ -128,12 +128,12 @@ bool printSplit(const workspace_t& workspace, unsigned goals, int rounds, unsign
         std::fprintf(stderr, "replay_bench: a job failed while measuring the split\n");
         return false;
     }
-    const double proverReader = split.qprocessProve - split.save;
+    const double proverReader = split.directorProve;
     std::printf("%6u goals %6.0f KiB | load %7.2f | save %7.2f, text alone %7.2f | writer %5.2f "
-                "(spawn %5.2f) | prover+reader %5.2f (spawn %5.2f) | save+writer+prover %7.2f\n",
+                "(spawn %5.2f) | prover+reader %5.2f (spawn %5.2f) | writer+prover %7.2f\n",
                 goals, QFileInfo(workspace.posFile).size() / 1024.0, split.load, split.save,
-                split.serialise, split.qprocessWriter, split.spawnWriter, proverReader,
-                split.spawnProverReader, split.qprocessWriter + split.qprocessProve);
+                split.serialise, split.directorWriter, split.spawnWriter, proverReader,
+                split.spawnProverReader, split.directorWriter + split.directorProve);
     return true;
 }
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,14 +40,17 @@ pid_t spawn(const std::string& program, const std::vector<std::string>& args,
     return pid;
 }
 
-bool exitedCleanly(pid_t pid) {
+bool exitedCleanly(pid_t pid, long* peakKib = nullptr) {
     if (pid < 0)
         return false;
     int status = 0;
-    while (waitpid(pid, &status, 0) < 0) {
+    rusage usage{};
+    while (wait4(pid, &status, 0, &usage) < 0) {
         if (errno != EINTR)
             return false;
     }
+    if (peakKib != nullptr)
+        *peakKib = usage.ru_maxrss;
     return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
@@ -67,13 +71,13 @@ void readAll(int fd, std::string& output) {
 } // namespace
 
 bool run(const std::string& program, const std::vector<std::string>& args,
-         const char* standardOutput) {
+         const char* standardOutput, long* peakKib) {
     if (standardOutput == nullptr)
-        return exitedCleanly(spawn(program, args, nullptr));
+        return exitedCleanly(spawn(program, args, nullptr), peakKib);
     FileActions actions;
     posix_spawn_file_actions_addopen(actions.get(), STDOUT_FILENO, standardOutput,
                                      O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    return exitedCleanly(spawn(program, args, actions.get()));
+    return exitedCleanly(spawn(program, args, actions.get()), peakKib);
 }
 
 bool runProverReader(const std::string& prover, const std::string& reader,

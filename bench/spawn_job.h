@@ -10,9 +10,9 @@ namespace spawnjob {
 
 // Runs `program` with `args` (argv[0] is added) and waits for it; its standard output
 // goes to the file `standardOutput` when one is named. True when it exited normally with
-// status 0.
+// status 0. `peakKib`, when given, receives the child's peak resident set size in KiB.
 bool run(const std::string& program, const std::vector<std::string>& args,
-         const char* standardOutput = nullptr);
+         const char* standardOutput = nullptr, long* peakKib = nullptr);
 
 // Runs `prover` with the file `inputPath` as standard input and its standard output piped
 // into `reader`; `output` receives all the reader printed. True when both exited normally

@@ -9,8 +9,10 @@
 #include <QTextStream>
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <iostream>
+#include <sys/uio.h>
 
 namespace {
 
@@ -58,6 +60,33 @@ bool encodesPiecewise(const QTextCodec* codec) {
     const int mib = codec->mibEnum();
     return mib == 106 || mib == 3 || (mib >= 4 && mib <= 12) || (mib >= 109 && mib <= 112) ||
            (mib >= 2250 && mib <= 2258);
+}
+
+// Writes every part to `fd`; 0, or the errno of the failed write.
+int writeAll(int fd, const std::vector<QByteArray>& parts) {
+    std::size_t next = 0;
+    qsizetype offset = 0; // into parts[next]
+    while (next < parts.size()) {
+        std::vector<iovec> chunks;
+        for (std::size_t i = next; i < parts.size() && chunks.size() < IOV_MAX; ++i) {
+            const qsizetype skip = i == next ? offset : 0;
+            chunks.push_back({const_cast<char*>(parts[i].constData() + skip),
+                              static_cast<std::size_t>(parts[i].size() - skip)});
+        }
+        const ssize_t written = ::writev(fd, chunks.data(), static_cast<int>(chunks.size()));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return errno;
+        qsizetype left = written;
+        while (next < parts.size() && left >= parts[next].size() - offset) {
+            left -= parts[next].size() - offset;
+            offset = 0;
+            ++next;
+        }
+        offset += left;
+    }
+    return 0;
 }
 
 QByteArray wholeText(const QDomDocument& dom) {
@@ -127,24 +156,43 @@ void StatusSaver::prepareLocked() {
     codec = codecOf(document);
     if (!encodesPiecewise(codec))
         return;
-    QByteArray children;
     for (QDomNode child = root.firstChild(); !child.isNull(); child = child.nextSibling()) {
         if (child.isElement() && child.nodeName() == pos::TAG_PROOF_OBLIGATION)
             pieceOfGroup.push_back(pieces.size());
         pieces.push_back(nodeText(child, codec));
         pieceNodes.push_back(child);
-        children += pieces.back();
     }
     changed.assign(pieces.size(), false);
     // The root's own tags and whatever surrounds them are cut from one whole
     // serialisation, so they come out exactly as Qt writes them.
     const QByteArray whole = wholeText(document);
-    const int start = children.isEmpty() ? -1 : whole.indexOf(children);
-    if (start < 0 || !whole.mid(start + children.size()).startsWith("</"))
+    const int start = startOfPieces(whole);
+    if (start < 0)
         return;
+    qsizetype end = start;
+    for (const QByteArray& piece : pieces)
+        end += piece.size();
     prefix = whole.left(start);
-    suffix = whole.mid(start + children.size());
+    suffix = whole.mid(end);
     groupTexts = true;
+}
+
+int StatusSaver::startOfPieces(const QByteArray& whole) const {
+    if (pieces.empty())
+        return -1;
+    for (int start = whole.indexOf(pieces.front()); start >= 0;
+         start = whole.indexOf(pieces.front(), start + 1)) {
+        qsizetype at = start;
+        bool match = true;
+        for (std::size_t i = 0; match && i < pieces.size(); at += pieces[i++].size())
+            match = std::memcmp(whole.constData() + at, pieces[i].constData(),
+                                static_cast<std::size_t>(std::min<qsizetype>(
+                                    pieces[i].size(), whole.size() - at))) == 0 &&
+                    whole.size() - at >= pieces[i].size();
+        if (match && whole.mid(at).startsWith("</"))
+            return start;
+    }
+    return -1;
 }
 
 void StatusSaver::markChanged(std::size_t group) {
@@ -242,21 +290,27 @@ bool StatusSaver::write(const snapshot_t& snapshot) {
         reportFailure(QString::fromLocal8Bit(strerror(EACCES)));
         return false;
     }
-    QByteArray bytes;
     qsizetype size = 0;
     for (const QByteArray& part : snapshot.parts)
         size += part.size();
-    bytes.reserve(size);
-    for (const QByteArray& part : snapshot.parts)
-        bytes += part;
+    lastSize = size;
     // Written beside the old file and renamed over it, so a kill or a full disk in the
     // middle of a save leaves the previous file whole.
     QSaveFile file(info.isSymLink() ? info.symLinkTarget() : path);
     file.setDirectWriteFallback(true);
-    // Unbuffered: a buffered write would fail only at commit, which would then keep the
-    // half-written file as if nothing had happened.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
-        file.write(bytes) != bytes.size() || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        reportFailure(file.errorString());
+        return false;
+    }
+    // The kept texts go out as they are, in as few calls as the system allows, instead of
+    // being copied into one buffer the size of the file.
+    const int failure = writeAll(file.handle(), snapshot.parts);
+    if (failure != 0) {
+        file.cancelWriting();
+        reportFailure(QString::fromLocal8Bit(strerror(failure)));
+        return false;
+    }
+    if (!file.commit()) {
         reportFailure(file.errorString());
         return false;
     }
@@ -279,12 +333,15 @@ void StatusSaver::startBackground() {
 }
 
 // Saves whenever asked, but leaves a pause after each save in proportion to its cost, so
-// that writing a large file never takes a worker's core for long; a verdict still reaches
-// the file within about a second.
+// that writing a large file never takes much of the machine: the kernel's share of a save
+// (writing back and syncing the file) comes after it returns, hence the size counts too.
+// A verdict still reaches the file within about a second.
 void StatusSaver::backgroundLoop() {
     using clock = std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds shortest{20};
-    constexpr std::chrono::milliseconds longest{800};
+    using std::chrono::milliseconds;
+    constexpr milliseconds shortest{20};
+    constexpr milliseconds longest{900};
+    constexpr qint64 bytesPerMillisecond = 10 * 1024; // 10 MB of file, one second of pause
     std::unique_lock<std::mutex> lock(wakeMutex);
     for (;;) {
         wake.wait(lock, [this] { return wanted || quit; });
@@ -294,9 +351,9 @@ void StatusSaver::backgroundLoop() {
         lock.unlock();
         const clock::time_point began = clock::now();
         saveNow(false);
-        const auto took =
-            std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - began);
-        const auto pause = std::clamp(8 * took, shortest, longest);
+        const auto took = std::chrono::duration_cast<milliseconds>(clock::now() - began);
+        const milliseconds bySize{lastSize / bytesPerMillisecond};
+        const milliseconds pause = std::clamp(std::max(8 * took, bySize), shortest, longest);
         lock.lock();
         wake.wait_for(lock, pause, [this] { return quit; });
         if (quit)

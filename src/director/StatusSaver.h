@@ -66,6 +66,9 @@ private:
         bool empty = true; // nothing to write: no root
     };
     void prepareLocked();
+    // Where the kept pieces begin in the whole document's bytes; -1 when they are not
+    // found there one after the other, followed by the root's end tag.
+    int startOfPieces(const QByteArray& whole) const;
     void refreshChangedLocked();
     snapshot_t snapshotLocked();
     bool write(const snapshot_t& snapshot);
@@ -94,6 +97,7 @@ private:
     std::mutex writeMutex;
     bool failureReported = false;        // guarded by writeMutex
     std::atomic<bool> failedLast{false}; // written under writeMutex
+    std::atomic<qint64> lastSize{0};     // bytes of the last write, written under writeMutex
 
     // Guards wanted and quit, the background thread's orders; held only to set or test.
     std::mutex wakeMutex;
