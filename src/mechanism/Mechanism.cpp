@@ -77,6 +77,19 @@ static const QString FAST_TRUE = QStringLiteral("true");
 
 namespace fs = std::filesystem;
 
+// The value of `attribute` of `element` in `vocabulary`; an unknown text is reported with
+// the file it came from.
+template <typename Value>
+static Value wordOfXml(const std::map<QString, Value>& vocabulary, const QDomElement& element,
+                       const QString& attribute, const QString& defaultText,
+                       const QString& fileName) {
+    const QString text = element.attribute(attribute, defaultText);
+    const auto found = vocabulary.find(text);
+    if (found == vocabulary.end())
+        throw pos::unknownText(fileName, attribute, text);
+    return found->second;
+}
+
 static fs::path pathOfQString(const QString& text) {
     return fs::path(text.toUtf8().toStdString());
 }
@@ -118,14 +131,46 @@ static bool findUnder(const fs::path& base, fs::path& path) {
     return true;
 }
 
+// The error names the install directory that is missing, not only that a path could not be
+// made canonical.
+static fs::path canonicalInstallDir(const std::string& directory) {
+    try {
+        return fs::canonical(directory);
+    } catch (const fs::filesystem_error& error) {
+        throw fs::filesystem_error("install directory (-i) " + directory + " is not usable",
+                                   error.path1(), error.code());
+    }
+}
+
 bool checkToolExistence(fs::path& path, const std::vector<std::string>& installDirs) {
     if (path.is_absolute())
         return isExecutableFile(path);
     for (const std::string& directory : installDirs) {
-        if (findUnder(fs::canonical(directory), path))
+        if (findUnder(canonicalInstallDir(directory), path))
             return true;
     }
     return findUnder(fs::current_path(), path);
+}
+
+// One line for the user: the path asked for, every place it was looked for in order,
+// and what the tool's resource gave.
+static std::string searchedPlaces(const tool_t& tool, const std::vector<std::string>& installDirs) {
+    std::string places = "looked for \"" + tool.path.string() + "\"";
+    if (tool.path.is_absolute()) {
+        places += " only (an absolute path)";
+    } else {
+        places += " in ";
+        for (const std::string& directory : installDirs)
+            places += directory + ", then in ";
+        places += "the current directory " + fs::current_path().string();
+    }
+    if (tool.resource.isEmpty())
+        return places + "; no resource named";
+    const QString name =
+        tool.resource.mid(tool.resource.lastIndexOf(QLatin1Char(RESOURCE_NAME_SEPARATOR)) + 1);
+    const char* value = lookup_resource(RESOURCE_SECTION_PROOF, name.toUtf8().constData());
+    places += "; resource \"" + tool.resource.toStdString() + "\"";
+    return places + (value == nullptr ? " not found" : std::string(" found: ") + value);
 }
 
 void paramListOfXml(const QDomElement& element, std::list<param_t>& params) {
@@ -170,6 +215,7 @@ bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitio
                const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, tool, installDirs)) {
         std::cerr << "Cannot locate tool " << tool.name.toStdString() << std::endl;
+        std::cerr << "povrun: " << searchedPlaces(tool, installDirs) << std::endl;
         return false;
     }
     allParamsOfXml(element, tool.params, definitions);
@@ -181,6 +227,7 @@ static bool proverOfXml(const QDomElement& element, prover_t& prover,
                         const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, prover, installDirs)) {
         std::cerr << "Cannot locate prover " << prover.name.toStdString() << std::endl;
+        std::cerr << "povrun: " << searchedPlaces(prover, installDirs) << std::endl;
         return false;
     }
     allParamsOfXml(element, prover.params, definitions);
@@ -214,9 +261,9 @@ static definitions_t definitionsOfXml(const QDomElement& root) {
 // the tool's message, when a tool is missing.
 static bool driverOfXml(const QDomElement& element, driver_t& driver,
                         const definitions_t& definitions,
-                        const std::vector<std::string>& installDirs) {
+                        const std::vector<std::string>& installDirs, const QString& fileName) {
     driver.name = element.attribute(ATTR_NAME);
-    driver.group = groupOfXmlAttr.at(element.attribute(ATTR_GROUP, ATTR_VALUE_NONE));
+    driver.group = wordOfXml(groupOfXmlAttr, element, ATTR_GROUP, ATTR_VALUE_NONE, fileName);
     driver.ext = element.attribute(ATTR_EXT, driver.ext);
     driver.fast = element.attribute(ATTR_FAST) == FAST_TRUE;
     return toolOfXml(element.firstChildElement(TAG_WRITER), driver.writer, definitions,
@@ -234,16 +281,21 @@ bool ofFile(const QString& fileName, mechanism_t& mechanism,
         std::clog << "Cannot open '" << fileName.toStdString() << "'." << std::endl;
         return false;
     }
-    // A file that is not well-formed reads as an empty document, not as an error.
-    const QDomDocument document = pos::documentOfDevice(file);
+    // A file that is not well-formed reads as an empty document, not as an error; the
+    // user is still told why nothing was played.
+    QString whyNot;
+    const QDomDocument document = pos::documentOfDevice(file, &whyNot);
+    if (document.isNull())
+        std::cerr << "povrun: " << fileName.toStdString() << ": not well-formed XML at "
+                  << whyNot.toStdString() << std::endl;
     const QDomElement root = document.firstChildElement(TAG_MECHANISM);
     mechanism.name = baseNameOfPath(fileName.toStdString());
-    mechanism.trust = trustOfXmlAttr.at(root.attribute(ATTR_TRUST, ATTR_VALUE_NEVER));
+    mechanism.trust = wordOfXml(trustOfXmlAttr, root, ATTR_TRUST, ATTR_VALUE_NEVER, fileName);
     const definitions_t definitions = definitionsOfXml(root);
     for (QDomElement element = root.firstChildElement(TAG_DRIVER); !element.isNull();
          element = element.nextSiblingElement(TAG_DRIVER)) {
         driver_t driver;
-        if (!driverOfXml(element, driver, definitions, installDirs))
+        if (!driverOfXml(element, driver, definitions, installDirs, fileName))
             return false;
         mechanism.driverNames.push_back(driver.name);
         mechanism.drivers.push_back(driver);

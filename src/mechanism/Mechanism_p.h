@@ -22,15 +22,15 @@ QString computePath(const QString& defaultPath, const QString& resource);
 // (made canonical), then under the current directory; in each place a path without an
 // extension is also tried with ".exe", right after the plain candidate.
 // True when found, with `path` replaced by the location found; false leaves `path` as
-// it was. Throws std::filesystem::filesystem_error when an install directory does not
-// exist.
+// it was. Throws std::filesystem::filesystem_error, naming the directory, when an install
+// directory does not exist.
 bool checkToolExistence(std::filesystem::path& path, const std::vector<std::string>& installDirs);
 
 // Reads a writer or a reader from `element` (a null element reads as all defaults) and
 // locates it. When found, appends its "param" children and then the parameters of its
-// "expand" children, and returns true; otherwise writes "Cannot locate tool <name>" on
-// std::cerr and returns false. Throws std::out_of_range "map::at" for an "expand" of a
-// name missing from `definitions`.
+// "expand" children, and returns true; otherwise writes "Cannot locate tool <name>" and
+// the places searched on std::cerr and returns false. Throws std::out_of_range "map::at"
+// for an "expand" of a name missing from `definitions`.
 bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitions,
                const std::vector<std::string>& installDirs);
 
