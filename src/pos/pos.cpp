@@ -315,7 +315,8 @@ Entry& entryOf(std::map<std::string, std::unique_ptr<Entry>>& entries, std::stri
 
 // Counts one "Mechanism" element and its drivers; true when it proved the goal.
 bool countMechanism(const QDomElement& element, metrics_t& m, const QString& file) {
-    const status_t status = proofStatusOfAttrValue(element.attribute(ATTR_STATUS), ATTR_STATUS, file);
+    const status_t status =
+        proofStatusOfAttrValue(element.attribute(ATTR_STATUS), ATTR_STATUS, file);
     mechanism_metrics_t& mechanism =
         entryOf(m.mechanisms, element.attribute(ATTR_NAME).toStdString());
     count(MECHANISM_COUNTERS, status, mechanism);

@@ -110,8 +110,8 @@ struct Case {
 };
 
 std::string expand(std::string text, const Scene& s) {
-    const std::pair<std::string, QString> names[] = {
-        {"$DIR", s.dir.path()}, {"$CWD", QDir(s.dir.path()).canonicalPath()}};
+    const std::pair<std::string, QString> names[] = {{"$DIR", s.dir.path()},
+                                                     {"$CWD", QDir(s.dir.path()).canonicalPath()}};
     for (const auto& name : names) {
         for (auto at = text.find(name.first); at != std::string::npos; at = text.find(name.first))
             text.replace(at, name.first.size(), name.second.toStdString());
@@ -162,15 +162,17 @@ TEST(BadInputTest, StatusFileThatCannotBeLoadedOrUsedIsReportedAndNeverWritten) 
         std::string name;
         QByteArray content;
         std::string why; // the reason given after the first error line of -M
-    } kinds[] = {
-        {"missing", NONE, "no such file"},
-        {"a folder", FOLDER, "cannot be read: file to open is a directory"},
-        {"empty", "", xml + "1, column 1: unexpected end of file"},
-        {"not text", {"\0\1\xff\xfe#", 5}, xml + "1, column 1: error occurred while parsing element"},
-        {"truncated", "<?xml version=\"1.0\"?>\n<Proof_Obligations>\n  <Proof_Obligation>\n",
-         xml + "4, column 1: unexpected end of file"},
-        {"malformed", "<Proof_Obligations><Proof_Obligation></Simple_Goal>\n",
-         xml + "1, column 51: tag mismatch"}};
+    } kinds[] = {{"missing", NONE, "no such file"},
+                 {"a folder", FOLDER, "cannot be read: file to open is a directory"},
+                 {"empty", "", xml + "1, column 1: unexpected end of file"},
+                 {"not text",
+                  {"\0\1\xff\xfe#", 5},
+                  xml + "1, column 1: error occurred while parsing element"},
+                 {"truncated",
+                  "<?xml version=\"1.0\"?>\n<Proof_Obligations>\n  <Proof_Obligation>\n",
+                  xml + "4, column 1: unexpected end of file"},
+                 {"malformed", "<Proof_Obligations><Proof_Obligation></Simple_Goal>\n",
+                  xml + "1, column 51: tag mismatch"}};
     for (const auto& kind : kinds)
         check({{kind.name, {puts(POS, kind.content)}, POS_ERROR + NOT_READABLE + report(0, 0)},
                {kind.name + " (-M)",
@@ -216,15 +218,25 @@ TEST(BadInputTest, MechanismOrToolThatCannotBeUsedStopsTheRunBeforeAnyJob) {
     };
     check({{"mechanism missing", {puts("m.xml", NONE)}, "", cannotOpen},
            {"mechanism a folder", {puts("m.xml", FOLDER)}, "", cannotOpen},
-           {"mechanism empty", {puts("m.xml", "")}, noDrivers,
+           {"mechanism empty",
+            {puts("m.xml", "")},
+            noDrivers,
             malformed + "1, column 1: unexpected end of file\n"},
-           {"mechanism truncated", {puts("m.xml", "<mechanism>\n  <driver")}, noDrivers,
+           {"mechanism truncated",
+            {puts("m.xml", "<mechanism>\n  <driver")},
+            noDrivers,
             malformed + "2, column 10: unexpected end of file\n"},
-           {"mechanism malformed", {puts("m.xml", "<mechanism><!-- a -- b --></mechanism>")},
-            noDrivers, malformed + "1, column 21: error occurred while parsing comment\n"},
-           {"writer missing", {uses(W, "nowhere")}, "",
+           {"mechanism malformed",
+            {puts("m.xml", "<mechanism><!-- a -- b --></mechanism>")},
+            noDrivers,
+            malformed + "1, column 21: error occurred while parsing comment\n"},
+           {"writer missing",
+            {uses(W, "nowhere")},
+            "",
             "Cannot locate tool w\n" + searched("nowhere")},
-           {"prover not executable", {uses(P, "comp.pog")}, "",
+           {"prover not executable",
+            {uses(P, "comp.pog")},
+            "",
             "Cannot locate prover p\n" + searched("comp.pog")},
            {"reader a folder", {uses(R, "tmp")}, "", "Cannot locate tool r\n" + searched("tmp")},
            {"install folder missing",

@@ -16,7 +16,9 @@ TEST(MechanismCommandLine, UnlocatableWriterEndsTheRunWithoutReportAndLeavesTheP
     } rows[] = {
         {"writer missing from the install dir", "nowhere", {"-i", "tools"}, "nowhere\" in tools,"},
         {"without -i only the current dir is searched", "w", {}, "w\" in"},
-        {"with -x only the frame's opening tag is written", "nowhere", {"-i", "tools", "-x"},
+        {"with -x only the frame's opening tag is written",
+         "nowhere",
+         {"-i", "tools", "-x"},
          "nowhere\" in tools,"},
     };
     for (const auto& row : rows) {

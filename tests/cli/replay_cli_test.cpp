@@ -335,8 +335,8 @@ TEST_F(ReplayTest, TerminationKillsToolsRemovesFilesAndSavesTheDocument) {
         QStringList pids;
         while (pids.size() < 8 && waited.elapsed() < 20000) {
             QThread::msleep(20);
-            pids = QString::fromUtf8(testutil::readFile(path("pids")))
-                       .split('\n', Qt::SkipEmptyParts);
+            pids =
+                QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts);
         }
         ASSERT_EQ(pids.size(), 8) << name << ": four workers run a prover";
 

@@ -38,8 +38,8 @@ TEST(ExampleRun, InstalledExampleScriptProvesDisprovesAndGivesUp) {
         QStandardPaths::findExecutable("cvc5").isEmpty())
         GTEST_SKIP() << "z3 and cvc5 are needed for this test (scripts/demo installs them)";
     QTemporaryDir prefix, work;
-    const testutil::RunResult install = testutil::run(
-        CMAKE_COMMAND, {"--install", POVRUN_BUILD_DIR, "--prefix", prefix.path()});
+    const testutil::RunResult install =
+        testutil::run(CMAKE_COMMAND, {"--install", POVRUN_BUILD_DIR, "--prefix", prefix.path()});
     ASSERT_EQ(install.exitCode, 0) << install.out << install.err;
     for (const char* installed :
          {"bin/povrun", "lib/povrun/smtwriter", "lib/povrun/smtreader",

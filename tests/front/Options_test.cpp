@@ -52,8 +52,7 @@ TEST(Options, EachCommandLineAsksForARunTheUsageOrTheVersion) {
         {"no temporary folder", {"-s", "a.pos", "-p", "a.pog", "-m", "m"}, R::RUN, false},
         {"no status file", {"-d", "t", "-p", "a.pog", "-m", "m"}, R::RUN, false},
         {"no obligation file", {"-d", "t", "-s", "a.pos", "-m", "m"}, R::RUN, false},
-        {"concurrency 0", COMPLETE + std::vector<std::string>{"-m", "m", "-c", "0"}, R::RUN,
-         false},
+        {"concurrency 0", COMPLETE + std::vector<std::string>{"-m", "m", "-c", "0"}, R::RUN, false},
         {"concurrency not a number", COMPLETE + std::vector<std::string>{"-m", "m", "-c", "x"},
          R::RUN, false},
     };
@@ -67,11 +66,10 @@ TEST(Options, EachCommandLineAsksForARunTheUsageOrTheVersion) {
 }
 
 TEST(Options, ValuesLandInTheirSettingsAndValuelessLongOptionsThrow) {
-    const settings_t s = parse(COMPLETE + std::vector<std::string>{"-i", "a", "--installdir=b",
-                                                                   "--mechanism=m", "-c", "4",
-                                                                   "--trace=2", "-x",
-                                                                   "--first-play"})
-                             .settings;
+    const settings_t s =
+        parse(COMPLETE + std::vector<std::string>{"-i", "a", "--installdir=b", "--mechanism=m",
+                                                  "-c", "4", "--trace=2", "-x", "--first-play"})
+            .settings;
     EXPECT_EQ(s.installDirs, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(s.tempDir + s.posPath + s.pogPath + s.mechanismFile, "tmpa.posa.pogm");
     EXPECT_EQ(s.concurrency * 10 + s.trace, 42);

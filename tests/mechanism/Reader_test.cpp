@@ -106,8 +106,9 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
         {"missing file", QString(),
          " 0 false||Cannot open '" + temp.filePath("no").toStdString() + "'.\n"},
         {"truncated file", "<mechanism trust='always'>" + good.left(30),
-         "m 0 true|povrun: " + file + ": not well-formed XML at line 1, column 57: unexpected end "
-         "of file\n|"},
+         "m 0 true|povrun: " + file +
+             ": not well-formed XML at line 1, column 57: unexpected end "
+             "of file\n|"},
         {"trust in capitals", "<mechanism trust='Never'/>",
          "m 0 " + file + ": unknown trust \"Never\" (map::at)||"},
         {"unknown group", mech.arg(good + "<driver group='some'/>"),
