@@ -33,6 +33,8 @@ GoalSpec settledBy(const QString& driver, const QString& goalStatus = "Unproved"
 }
 
 // Starts povrun with its outputs thrown away; QProcess cannot tell which signal ended it.
+// SIGINT and SIGHUP get their default action back: povrun keeps a signal ignored when it
+// starts ignored, as it does in a background job of a script that runs the tests.
 pid_t spawnQuietly(const QStringList& args) {
     std::vector<std::string> words{POVRUN_BIN};
     for (const QString& arg : args)
@@ -45,9 +47,18 @@ pid_t spawnQuietly(const QStringList& args) {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t restored;
+    sigemptyset(&restored);
+    sigaddset(&restored, SIGINT);
+    sigaddset(&restored, SIGHUP);
+    posix_spawnattr_setsigdefault(&attributes, &restored);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     pid_t pid = -1;
-    if (posix_spawn(&pid, POVRUN_BIN, &actions, nullptr, argv.data(), environ) != 0)
+    if (posix_spawn(&pid, POVRUN_BIN, &actions, &attributes, argv.data(), environ) != 0)
         pid = -1;
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     return pid;
 }
