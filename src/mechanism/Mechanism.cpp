@@ -3,13 +3,10 @@
 
 #include "front/Utils.h"
 #include "pos/pos.h"
-#include "resource/p_api.h"
 
-#include <QDir>
 #include <QDomDocument>
 #include <QFile>
 #include <iostream>
-#include <system_error>
 
 namespace mechanism {
 
@@ -66,66 +63,26 @@ static const std::map<input_t, QString> qstringOfInput = {
     {INPUT_STDIN, ATTR_VALUE_STDIN},
 };
 
-// Tool locations live in this one resource section: the text of a "resource" attribute
-// before its last '*' does not choose the section.
-static const char RESOURCE_SECTION_PROOF[] = "Proof";
-static const char RESOURCE_NAME_SEPARATOR = '*';
-// Executables of the target platform may carry this suffix that mechanism files omit.
-static const char EXECUTABLE_SUFFIX[] = ".exe";
 static const QString TIMEOUT_PLACEHOLDER = QStringLiteral("${timeout}");
 static const QString FAST_TRUE = QStringLiteral("true");
 
 namespace fs = std::filesystem;
 
+// The value of `attribute` of `element` in `vocabulary`; an unknown text is reported with
+// the file it came from.
+template <typename Value>
+static Value wordOfXml(const std::map<QString, Value>& vocabulary, const QDomElement& element,
+                       const QString& attribute, const QString& defaultText,
+                       const QString& fileName) {
+    const QString text = element.attribute(attribute, defaultText);
+    const auto found = vocabulary.find(text);
+    if (found == vocabulary.end())
+        throw pos::unknownText(fileName, attribute, text);
+    return found->second;
+}
+
 static fs::path pathOfQString(const QString& text) {
     return fs::path(text.toUtf8().toStdString());
-}
-
-QString computePath(const QString& defaultPath, const QString& resource) {
-    if (resource.isEmpty())
-        return defaultPath;
-    const QString name =
-        resource.mid(resource.lastIndexOf(QLatin1Char(RESOURCE_NAME_SEPARATOR)) + 1);
-    const char* value = lookup_resource(RESOURCE_SECTION_PROOF, name.toUtf8().constData());
-    const QString cleaned = QDir::cleanPath(QString::fromUtf8(value));
-    return cleaned.isEmpty() ? defaultPath : cleaned;
-}
-
-// A candidate whose status cannot be read (too long, a loop of links) is simply not
-// accepted: the search goes on with the next place.
-static bool isExecutableFile(const fs::path& candidate) {
-    std::error_code error;
-    const fs::file_status status = fs::status(candidate, error);
-    return fs::exists(status) && fs::is_regular_file(status) &&
-           (status.permissions() & fs::perms::owner_exec) != fs::perms::none;
-}
-
-// Tries `base`/`path`, then `base`/`path`.exe when `path` has no extension.
-static bool findUnder(const fs::path& base, fs::path& path) {
-    const fs::path plain = base / path;
-    if (isExecutableFile(plain)) {
-        path = plain;
-        return true;
-    }
-    if (path.has_extension())
-        return false;
-    fs::path suffixed = path;
-    suffixed += EXECUTABLE_SUFFIX;
-    const fs::path withSuffix = base / suffixed;
-    if (!isExecutableFile(withSuffix))
-        return false;
-    path = withSuffix;
-    return true;
-}
-
-bool checkToolExistence(fs::path& path, const std::vector<std::string>& installDirs) {
-    if (path.is_absolute())
-        return isExecutableFile(path);
-    for (const std::string& directory : installDirs) {
-        if (findUnder(fs::canonical(directory), path))
-            return true;
-    }
-    return findUnder(fs::current_path(), path);
 }
 
 void paramListOfXml(const QDomElement& element, std::list<param_t>& params) {
@@ -170,6 +127,7 @@ bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitio
                const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, tool, installDirs)) {
         std::cerr << "Cannot locate tool " << tool.name.toStdString() << std::endl;
+        std::cerr << "povrun: " << searchedPlaces(tool, installDirs) << std::endl;
         return false;
     }
     allParamsOfXml(element, tool.params, definitions);
@@ -181,6 +139,7 @@ static bool proverOfXml(const QDomElement& element, prover_t& prover,
                         const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, prover, installDirs)) {
         std::cerr << "Cannot locate prover " << prover.name.toStdString() << std::endl;
+        std::cerr << "povrun: " << searchedPlaces(prover, installDirs) << std::endl;
         return false;
     }
     allParamsOfXml(element, prover.params, definitions);
@@ -214,9 +173,9 @@ static definitions_t definitionsOfXml(const QDomElement& root) {
 // the tool's message, when a tool is missing.
 static bool driverOfXml(const QDomElement& element, driver_t& driver,
                         const definitions_t& definitions,
-                        const std::vector<std::string>& installDirs) {
+                        const std::vector<std::string>& installDirs, const QString& fileName) {
     driver.name = element.attribute(ATTR_NAME);
-    driver.group = groupOfXmlAttr.at(element.attribute(ATTR_GROUP, ATTR_VALUE_NONE));
+    driver.group = wordOfXml(groupOfXmlAttr, element, ATTR_GROUP, ATTR_VALUE_NONE, fileName);
     driver.ext = element.attribute(ATTR_EXT, driver.ext);
     driver.fast = element.attribute(ATTR_FAST) == FAST_TRUE;
     return toolOfXml(element.firstChildElement(TAG_WRITER), driver.writer, definitions,
@@ -234,16 +193,21 @@ bool ofFile(const QString& fileName, mechanism_t& mechanism,
         std::clog << "Cannot open '" << fileName.toStdString() << "'." << std::endl;
         return false;
     }
-    // A file that is not well-formed reads as an empty document, not as an error.
-    const QDomDocument document = pos::documentOfDevice(file);
+    // A file that is not well-formed reads as an empty document, not as an error; the
+    // user is still told why nothing was played.
+    QString whyNot;
+    const QDomDocument document = pos::documentOfDevice(file, &whyNot);
+    if (document.isNull())
+        std::cerr << "povrun: " << fileName.toStdString() << ": not well-formed XML at "
+                  << whyNot.toStdString() << std::endl;
     const QDomElement root = document.firstChildElement(TAG_MECHANISM);
     mechanism.name = baseNameOfPath(fileName.toStdString());
-    mechanism.trust = trustOfXmlAttr.at(root.attribute(ATTR_TRUST, ATTR_VALUE_NEVER));
+    mechanism.trust = wordOfXml(trustOfXmlAttr, root, ATTR_TRUST, ATTR_VALUE_NEVER, fileName);
     const definitions_t definitions = definitionsOfXml(root);
     for (QDomElement element = root.firstChildElement(TAG_DRIVER); !element.isNull();
          element = element.nextSiblingElement(TAG_DRIVER)) {
         driver_t driver;
-        if (!driverOfXml(element, driver, definitions, installDirs))
+        if (!driverOfXml(element, driver, definitions, installDirs, fileName))
             return false;
         mechanism.driverNames.push_back(driver.name);
         mechanism.drivers.push_back(driver);

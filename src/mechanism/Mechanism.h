@@ -95,12 +95,15 @@ extern const std::map<QString, trust_t> trustOfXmlAttr;
 // Reads the mechanism file `fileName` into `mechanism`, locating every tool in
 // `installDirs` and then the current directory.
 // Returns false, with "Cannot open '<file>'." on std::clog, when the file cannot be
-// opened; false, with "Cannot locate tool|prover <name>" on std::cerr, when a tool is
-// not found (drivers completed before the failure stay in `mechanism`).
-// A file that is not well-formed XML reads as an empty document: no drivers, true.
-// Throws std::out_of_range "map::at" for an unknown "trust" or "group" value or an
-// "expand" of an unknown definition, and std::filesystem::filesystem_error for an
-// install directory that does not exist.
+// opened; false, with "Cannot locate tool|prover <name>" on std::cerr followed by a line
+// naming the path asked for and every place searched, when a tool is not found (drivers
+// completed before the failure stay in `mechanism`).
+// A file that is not well-formed XML reads as an empty document: no drivers, true, and
+// a line on std::cerr with the file, the line, the column and the parser's message.
+// Throws pos::unknownText (a std::out_of_range) for an unknown "trust" or "group" value,
+// std::out_of_range "map::at" for an "expand" of an unknown definition, and
+// std::filesystem::filesystem_error, naming it, for an install directory that does not
+// exist.
 bool ofFile(const QString& fileName, mechanism_t& mechanism,
             const std::vector<std::string>& installDirs);
 

@@ -1,6 +1,7 @@
 #pragma once
 // Internal steps of the mechanism reader, declared here only so that the tests can reach
-// them; the rest of the system goes through ofFile().
+// them; the rest of the system goes through ofFile(). Tool location lives in
+// ToolLocation.cpp, the reading of the XML in Mechanism.cpp.
 
 #include "mechanism/Mechanism.h"
 
@@ -22,15 +23,20 @@ QString computePath(const QString& defaultPath, const QString& resource);
 // (made canonical), then under the current directory; in each place a path without an
 // extension is also tried with ".exe", right after the plain candidate.
 // True when found, with `path` replaced by the location found; false leaves `path` as
-// it was. Throws std::filesystem::filesystem_error when an install directory does not
-// exist.
+// it was. Throws std::filesystem::filesystem_error, naming the directory, when an install
+// directory does not exist.
 bool checkToolExistence(std::filesystem::path& path, const std::vector<std::string>& installDirs);
+
+// One line for the user after a tool was not found: the path asked for, every place it
+// was looked for in order (install directories as given, then the current directory),
+// and the tool's resource with whether it was found and its value.
+std::string searchedPlaces(const tool_t& tool, const std::vector<std::string>& installDirs);
 
 // Reads a writer or a reader from `element` (a null element reads as all defaults) and
 // locates it. When found, appends its "param" children and then the parameters of its
-// "expand" children, and returns true; otherwise writes "Cannot locate tool <name>" on
-// std::cerr and returns false. Throws std::out_of_range "map::at" for an "expand" of a
-// name missing from `definitions`.
+// "expand" children, and returns true; otherwise writes "Cannot locate tool <name>" and
+// the places searched on std::cerr and returns false. Throws std::out_of_range "map::at"
+// for an "expand" of a name missing from `definitions`.
 bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitions,
                const std::vector<std::string>& installDirs);
 

@@ -84,27 +84,59 @@ status_t proofStatusOfAttrValue(const QString& v) {
     return statusOfText.at(v);
 }
 
+std::out_of_range unknownText(const QString& file, const QString& attribute, const QString& text) {
+    return std::out_of_range(
+        QStringLiteral("%1: unknown %2 \"%3\" (map::at)").arg(file, attribute, text).toStdString());
+}
+
+status_t proofStatusOfAttrValue(const QString& v, const QString& attribute, const QString& file) {
+    try {
+        return proofStatusOfAttrValue(v);
+    } catch (const std::out_of_range&) {
+        throw unknownText(file, attribute, v);
+    }
+}
+
 std::ostream& operator<<(std::ostream& os, const status_t& s) {
     return os << strOfProofStatus(s).toStdString();
 }
 
-QDomDocument documentOfDevice(QIODevice& device) {
+QDomDocument documentOfDevice(QIODevice& device, QString* whyNot) {
     QDomDocument doc;
+    QString message;
+    int line = 0;
+    int column = 0;
     // Qt keeps the part read before a parse error; treat any error as "no document".
-    if (!doc.setContent(&device))
-        return QDomDocument();
+    if (doc.setContent(&device, &message, &line, &column))
+        return doc;
+    if (whyNot != nullptr)
+        *whyNot = QStringLiteral("line %1, column %2: %3").arg(line).arg(column).arg(message);
+    return QDomDocument();
+}
+
+QDomDocument documentOfFile(const QString& path, QString* whyNot) {
+    QFile file(path);
+    QString reason;
+    QDomDocument doc;
+    if (!file.exists())
+        reason = QStringLiteral("%1: no such file").arg(path);
+    else if (!file.open(QIODevice::ReadOnly))
+        reason = QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString());
+    else if ((doc = documentOfDevice(file, &reason)).isNull())
+        reason = QStringLiteral("%1: not well-formed XML at %2").arg(path, reason);
+    if (doc.isNull() && whyNot != nullptr)
+        *whyNot = reason;
     return doc;
 }
 
-QDomDocument documentOfFile(const QString& path) {
-    QFile file(path);
-    if (!file.exists() || !file.open(QIODevice::ReadOnly))
-        return QDomDocument();
-    return documentOfDevice(file);
+namespace {
+QString qstringOfPath(const std::string& path) {
+    return QString::fromUtf8(path.data(), static_cast<int>(path.size()));
 }
+} // namespace
 
 QDomDocument domOfPath(const std::string& path) {
-    return documentOfFile(QString::fromUtf8(path.data(), static_cast<int>(path.size())));
+    return documentOfFile(qstringOfPath(path));
 }
 
 namespace {
@@ -140,6 +172,12 @@ bool provedByEnvironment(const QDomElement& goal) {
 
 status_t recordedStatus(const QDomElement& goal) {
     return proofStatusOfAttrValue(goal.attribute(ATTR_STATUS, ATTR_VALUE_UNPROVED));
+}
+
+// The same, naming `file` when the text is unknown.
+status_t recordedStatus(const QDomElement& goal, const QString& file) {
+    return proofStatusOfAttrValue(goal.attribute(ATTR_STATUS, ATTR_VALUE_UNPROVED), ATTR_STATUS,
+                                  file);
 }
 
 QDomElement firstMechanismNamed(const QDomElement& goal, const std::string& name) {
@@ -224,15 +262,16 @@ bool checkPosInvariant(const QDomDocument& doc) {
     });
 }
 
-bool getMechanisms(const std::string& path, std::list<std::string>& names) {
-    const QDomDocument doc = domOfPath(path);
+bool getMechanisms(const std::string& path, std::list<std::string>& names, QString* whyNot) {
+    const QString file = qstringOfPath(path);
+    const QDomDocument doc = documentOfFile(file, whyNot);
     if (doc.isNull())
         return false;
     names.clear();
     std::set<std::string> seen;
     forEachGoal(doc, [&](const QDomElement& goal) {
         // The status itself is not needed here, but a file with a bad one is rejected.
-        recordedStatus(goal);
+        recordedStatus(goal, file);
         forEachChild(goal, TAG_MECHANISM, [&](const QDomElement& mechanism) {
             std::string name = mechanism.attribute(ATTR_NAME).toStdString();
             if (seen.insert(name).second)
@@ -275,27 +314,29 @@ Entry& entryOf(std::map<std::string, std::unique_ptr<Entry>>& entries, std::stri
 }
 
 // Counts one "Mechanism" element and its drivers; true when it proved the goal.
-bool countMechanism(const QDomElement& element, metrics_t& m) {
-    const status_t status = proofStatusOfAttrValue(element.attribute(ATTR_STATUS));
+bool countMechanism(const QDomElement& element, metrics_t& m, const QString& file) {
+    const status_t status =
+        proofStatusOfAttrValue(element.attribute(ATTR_STATUS), ATTR_STATUS, file);
     mechanism_metrics_t& mechanism =
         entryOf(m.mechanisms, element.attribute(ATTR_NAME).toStdString());
     count(MECHANISM_COUNTERS, status, mechanism);
-    forEachChild(element, TAG_DRIVER, [&mechanism](const QDomElement& driver) {
-        count(DRIVER_COUNTERS, proofStatusOfAttrValue(driver.attribute(ATTR_STATUS)),
+    forEachChild(element, TAG_DRIVER, [&](const QDomElement& driver) {
+        count(DRIVER_COUNTERS,
+              proofStatusOfAttrValue(driver.attribute(ATTR_STATUS), ATTR_STATUS, file),
               entryOf(mechanism.drivers, driver.attribute(ATTR_NAME).toStdString()));
     });
     return status == PROVED;
 }
 
-void countGoal(const QDomElement& goal, metrics_t& m) {
+void countGoal(const QDomElement& goal, metrics_t& m, const QString& file) {
     ++m.total;
-    count(GOAL_COUNTERS, recordedStatus(goal), m);
+    count(GOAL_COUNTERS, recordedStatus(goal, file), m);
     if (provedByEnvironment(goal))
         ++m.provedInternally;
     // A goal proved by several mechanisms is still one goal proved externally.
     bool provedExternally = false;
     forEachChild(goal, TAG_MECHANISM, [&](const QDomElement& mechanism) {
-        provedExternally = countMechanism(mechanism, m) || provedExternally;
+        provedExternally = countMechanism(mechanism, m, file) || provedExternally;
     });
     if (provedExternally)
         ++m.provedExternally;
@@ -304,12 +345,13 @@ void countGoal(const QDomElement& goal, metrics_t& m) {
 } // namespace
 
 bool getMetrics(const std::string& path, metrics_t& m) {
-    const QDomDocument doc = domOfPath(path);
+    const QString file = qstringOfPath(path);
+    const QDomDocument doc = documentOfFile(file);
     if (doc.isNull())
         return false;
     m = metrics_t();
-    forEachGoal(doc, [&m](const QDomElement& goal) {
-        countGoal(goal, m);
+    forEachGoal(doc, [&](const QDomElement& goal) {
+        countGoal(goal, m, file);
         return true;
     });
     return true;

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 
 class QIODevice;
@@ -50,6 +51,12 @@ QString strOfProofStatus(const status_t& s);
 // spellings of the environment read as PROVED. Throws std::out_of_range "map::at" for
 // any other text ("Valid", "", " Proved", ...).
 status_t proofStatusOfAttrValue(const QString& v);
+// The same conversion for the text of `attribute` read from `file`; for a text it does
+// not know, throws unknownText(file, attribute, v).
+status_t proofStatusOfAttrValue(const QString& v, const QString& attribute, const QString& file);
+// The error of any reader that meets a text outside its vocabulary: a std::out_of_range
+// whose what() is one line, "<file>: unknown <attribute> \"<text>\" (map::at)".
+std::out_of_range unknownText(const QString& file, const QString& attribute, const QString& text);
 // Writes strOfProofStatus(s) as UTF-8.
 std::ostream& operator<<(std::ostream& os, const status_t& s);
 
@@ -74,10 +81,14 @@ constexpr int XML_INDENT = 4;
 // Parses `device` (already open) into a document. A device that does not hold
 // well-formed XML, or holds nothing, gives a null document: a partial tree is never
 // returned, so a truncated file can never be written back smaller.
-QDomDocument documentOfDevice(QIODevice& device);
+// When `whyNot` is given and the result is null, it receives the parser's reason:
+// "line L, column C: <message>".
+QDomDocument documentOfDevice(QIODevice& device, QString* whyNot = nullptr);
 // Opens and parses the file at `path`; a missing, unreadable or malformed file gives a
-// null document.
-QDomDocument documentOfFile(const QString& path);
+// null document. When `whyNot` is given and the result is null, it receives one line
+// that starts with `path` and says why: missing, cannot be read (with the system's
+// reason) or not well-formed XML (with line, column and the parser's message).
+QDomDocument documentOfFile(const QString& path, QString* whyNot = nullptr);
 
 // Forgets every external result: each "Mechanism" status becomes "Unproved" (the
 // elements and their drivers stay) and each goal's status is recomputed from its own
@@ -93,9 +104,11 @@ bool removeMechanism(QDomDocument& doc, const std::string& name, bool& changed);
 // stderr and returns false. Throws "map::at" for an unknown status text.
 bool checkPosInvariant(const QDomDocument& doc);
 // Fills `names` with the mechanism names recorded in the file at `path`, first-seen
-// order, no duplicates. False, with `names` untouched, when the file yields no document.
-// Throws "map::at" for a goal status it does not know.
-bool getMechanisms(const std::string& path, std::list<std::string>& names);
+// order, no duplicates. False, with `names` untouched, when the file yields no document
+// (`whyNot`, when given, then says why, as documentOfFile does). Throws unknownText for a
+// goal status it does not know.
+bool getMechanisms(const std::string& path, std::list<std::string>& names,
+                   QString* whyNot = nullptr);
 
 // Counters of "Driver" elements of one driver name; "UnreliablyProved" counts nowhere.
 struct driver_metrics_t {
@@ -128,7 +141,7 @@ struct metrics_t {
 };
 
 // Fills `m` from the file at `path`; false, with `m` untouched, when the file yields no
-// document. Throws "map::at" for an unknown status text of a goal, a "Mechanism" or a
+// document. Throws unknownText for an unknown status text of a goal, a "Mechanism" or a
 // "Driver" (a missing "Mechanism" or "Driver" status included; a goal's defaults to
 // "Unproved").
 bool getMetrics(const std::string& path, metrics_t& m);

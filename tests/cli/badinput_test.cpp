@@ -106,16 +106,18 @@ const auto W = &DriverSpec::writer, P = &DriverSpec::prover, R = &DriverSpec::re
 struct Case {
     std::string name;
     std::vector<Spoil> spoils;
-    std::string out, err = "";
-    int status = -1; // by default 0 exactly when the report is printed
+    std::string out, err = ""; // in err, $DIR is the case's folder and $CWD its real path
+    int status = -1;           // by default 0 exactly when the report is printed
 };
 
-// Standard error with the scene's folder left out of the paths it names.
-std::string relativeErr(const Scene& s, std::string err) {
-    const std::string folder = s.dir.path().toStdString() + "/";
-    for (std::size_t at; (at = err.find(folder)) != std::string::npos;)
-        err.erase(at, folder.size());
-    return err;
+std::string expand(std::string text, const Scene& s) {
+    const std::pair<std::string, QString> names[] = {{"$DIR", s.dir.path()},
+                                                     {"$CWD", QDir(s.dir.path()).canonicalPath()}};
+    for (const auto& name : names) {
+        for (auto at = text.find(name.first); at != std::string::npos; at = text.find(name.first))
+            text.replace(at, name.first.size(), name.second.toStdString());
+    }
+    return text;
 }
 
 // In every case: exit status 0 exactly when the report is printed, a quick end, nothing left
@@ -141,7 +143,7 @@ void check(const std::vector<Case>& cases) {
             c.status >= 0 ? c.status : c.out.find("End of proof") == std::string::npos;
         EXPECT_EQ(r.exitCode, status) << c.name;
         EXPECT_EQ(r.out, c.out) << c.name;
-        EXPECT_EQ(relativeErr(s, r.err), c.err) << c.name;
+        EXPECT_EQ(r.err, expand(c.err, s)) << c.name;
         if (c.out.find("\t Proved 1") == std::string::npos) {
             EXPECT_EQ(s.state(POS), bytes) << c.name << ": the status file changed";
         }
@@ -158,56 +160,93 @@ TEST(BadInputTest, StatusFileThatCannotBeLoadedOrUsedIsReportedAndNeverWritten) 
         s.options = s.options.mid(0, 6) << "-M"
                                         << ".";
     };
-    const std::vector<std::pair<std::string, QByteArray>> kinds = {
-        {"missing", NONE},
-        {"a folder", FOLDER},
-        {"empty", ""},
-        {"not text", {"\0\1\xff\xfe#", 5}},
-        {"truncated", "<?xml version=\"1.0\"?>\n<Proof_Obligations>\n  <Proof_Obligation>\n"},
-        {"malformed", "<Proof_Obligations><Proof_Obligation></Simple_Goal>\n"}};
+    const std::string xml = "not well-formed XML at line ";
+    const struct {
+        std::string name;
+        QByteArray content;
+        std::string why; // the reason given after the first error line of -M
+    } kinds[] = {{"missing", NONE, "no such file"},
+                 {"a folder", FOLDER, "cannot be read: file to open is a directory"},
+                 {"empty", "", xml + "1, column 1: unexpected end of file"},
+                 {"not text",
+                  {"\0\1\xff\xfe#", 5},
+                  xml + "1, column 1: error occurred while parsing element"},
+                 {"truncated",
+                  "<?xml version=\"1.0\"?>\n<Proof_Obligations>\n  <Proof_Obligation>\n",
+                  xml + "4, column 1: unexpected end of file"},
+                 {"malformed", "<Proof_Obligations><Proof_Obligation></Simple_Goal>\n",
+                  xml + "1, column 51: tag mismatch"}};
     for (const auto& kind : kinds)
-        check({{kind.first, {puts(POS, kind.second)}, POS_ERROR + NOT_READABLE + report(0, 0)},
-               {kind.first + " (-M)",
-                {puts(POS, kind.second), byFolder},
-                NOT_READABLE + NOT_READABLE + report(0, 0)}});
+        check({{kind.name, {puts(POS, kind.content)}, POS_ERROR + NOT_READABLE + report(0, 0)},
+               {kind.name + " (-M)",
+                {puts(POS, kind.content), byFolder},
+                NOT_READABLE + NOT_READABLE + report(0, 0),
+                "povrun: pos/comp.pos: " + kind.why + "\n"}});
     check({{"a goal without the mechanism",
             {edits(POS, "</Simple_Goal>", "</Simple_Goal><Simple_Goal status=\"Unproved\"/>")},
             POS_ERROR + report(0, 2)}});
 }
 
+// The one line names the file, the attribute and the text.
 TEST(BadInputTest, UnknownWordsEndTheRunWithMapAtAndChangeNothing) {
-    const std::string mapAt = "povrun: map::at\n";
+    const std::string inPos = "povrun: pos/comp.pos: unknown status \"X\" (map::at)\n";
+    const auto inMechanism = [](const std::string& attribute) {
+        return "povrun: m.xml: unknown " + attribute + " \"X\" (map::at)\n";
+    };
     check({{"goal status",
             {edits(POS, "Goal status=\"Unproved", "Goal status=\"X")},
             PROVING + "\tProof driver d, still 0 unproved PO\n",
-            mapAt},
+            inPos},
            {"Mechanism status",
             {edits(POS, "\"m\" status=\"Unproved", "\"m\" status=\"X")},
             DRIVER,
-            mapAt},
-           {"Driver status", {edits(POS, "\"Proved\"", "\"X\"")}, DRIVER, mapAt},
-           {"trust", {edits("m.xml", "\"always\"", "\"X\"")}, "", mapAt},
-           {"group", {edits("m.xml", "\"none\"", "\"X\"")}, "", mapAt},
-           {"expand", {edits("m.xml", "</prover>", "<expand name=\"X\"/></prover>")}, "", mapAt}});
+            inPos},
+           {"Driver status", {edits(POS, "\"Proved\"", "\"X\"")}, DRIVER, inPos},
+           {"trust", {edits("m.xml", "\"always\"", "\"X\"")}, "", inMechanism("trust")},
+           {"group", {edits("m.xml", "\"none\"", "\"X\"")}, "", inMechanism("group")},
+           {"expand",
+            {edits("m.xml", "</prover>", "<expand name=\"X\"/></prover>")},
+            "",
+            "povrun: map::at\n"}});
 }
 
 // A mechanism file that is not XML reads as a mechanism without drivers: it proves
 // nothing, and says nothing. Tools are located before any job runs.
 TEST(BadInputTest, MechanismOrToolThatCannotBeUsedStopsTheRunBeforeAnyJob) {
     const std::string cannotOpen = "Cannot open 'm.xml'.\n", noDrivers = PROVING + report(0, 1);
+    const std::string malformed = "povrun: m.xml: not well-formed XML at line ";
+    const auto searched = [](const std::string& path) {
+        return "povrun: looked for \"" + path +
+               "\" in the current directory $CWD; no resource named\n";
+    };
     check({{"mechanism missing", {puts("m.xml", NONE)}, "", cannotOpen},
            {"mechanism a folder", {puts("m.xml", FOLDER)}, "", cannotOpen},
-           {"mechanism empty", {puts("m.xml", "")}, noDrivers},
-           {"mechanism truncated", {puts("m.xml", "<mechanism>\n  <driver")}, noDrivers},
-           {"mechanism malformed", {puts("m.xml", "<mechanism><driver></mechanism>")}, noDrivers},
-           {"writer missing", {uses(W, "nowhere")}, "", "Cannot locate tool w\n"},
-           {"prover not executable", {uses(P, "comp.pog")}, "", "Cannot locate prover p\n"},
-           {"reader a folder", {uses(R, "tmp")}, "", "Cannot locate tool r\n"},
+           {"mechanism empty",
+            {puts("m.xml", "")},
+            noDrivers,
+            malformed + "1, column 1: unexpected end of file\n"},
+           {"mechanism truncated",
+            {puts("m.xml", "<mechanism>\n  <driver")},
+            noDrivers,
+            malformed + "2, column 10: unexpected end of file\n"},
+           {"mechanism malformed",
+            {puts("m.xml", "<mechanism><!-- a -- b --></mechanism>")},
+            noDrivers,
+            malformed + "1, column 21: error occurred while parsing comment\n"},
+           {"writer missing",
+            {uses(W, "nowhere")},
+            "",
+            "Cannot locate tool w\n" + searched("nowhere")},
+           {"prover not executable",
+            {uses(P, "comp.pog")},
+            "",
+            "Cannot locate prover p\n" + searched("comp.pog")},
+           {"reader a folder", {uses(R, "tmp")}, "", "Cannot locate tool r\n" + searched("tmp")},
            {"install folder missing",
             {uses(W, "writer.sh"), adds({"-i", "nowhere"})},
             "",
-            "povrun: filesystem error: cannot make canonical path: No such file or directory "
-            "[nowhere]\n"}});
+            "povrun: filesystem error: install directory (-i) nowhere is not usable: No such file "
+            "or directory [nowhere]\n"}});
 }
 
 TEST(BadInputTest, ResourceFileThatCannotBeUsedLeavesTheToolUnlocated) {
@@ -215,7 +254,8 @@ TEST(BadInputTest, ResourceFileThatCannotBeUsedLeavesTheToolUnlocated) {
         return {adds({"-r", "res"}), puts("res", what),
                 edits("m.xml", "prover.sh\"", "x\" resource=\"ZDR*Proof*prover\"")};
     };
-    const std::string unlocated = "Cannot locate prover p\n";
+    const std::string unlocated = "Cannot locate prover p\npovrun: looked for \"$DIR/x\" only (an "
+                                  "absolute path); resource \"ZDR*Proof*prover\" not found\n";
     const QByteArray line = "ZDR*Proof*prover: prover.sh";
     check({{"missing", resource(NONE), "",
             "Unable to open resource file res because: No such file or directory\n" + unlocated},
@@ -233,8 +273,8 @@ TEST(BadInputTest, JobThatFailsLeavesItsGoalAsItWas) {
     const QByteArray crash = sh + "kill -SEGV $$\n";
     const std::string director = "-- ProofDirector -- ";
     // What the writer's shell says reaches the user, headed by driver, tool and PO.
-    const std::string noFolder = "povrun: driver d, writer writer.sh, POs G.1, wrote on standard "
-                                 "error:\nwriter.sh: 15: cannot create tmp/comp_m_d_0_0.po2: "
+    const std::string noFolder = "povrun: driver d, writer $DIR/writer.sh, POs G.1, wrote on "
+                                 "standard error:\n$DIR/writer.sh: 15: cannot create tmp/comp_m_d_0_0.po2: "
                                  "Directory nonexistent\n";
     check({{"writer crashes", {uses(W, "w", crash)}, job("-"), director + "Writer crashed.\n"},
            {"prover crashes", {uses(P, "p", crash)}, job(""), "Driver prover crashed.\n"},
@@ -272,7 +312,7 @@ TEST(BadInputTest, UsableInputThatLooksOddStillRunsTheJob) {
     const QByteArray drain = "#!/bin/sh\ncat >/dev/null\n", writer = "exec ./writer.sh \"$@\"\n";
     const QByteArray chatter = "head -c 1000000 /dev/zero\nhead -c 100000 /dev/zero | tr '\\0' "
                                "x >&2\n";
-    const std::string chatterShown = "povrun: driver d, writer w, POs G.1, wrote on standard "
+    const std::string chatterShown = "povrun: driver d, writer $DIR/w, POs G.1, wrote on standard "
                                      "error:\n" +
                                      std::string(65536, 'x') + "\n[34464 more bytes]\n";
     const Spoil readOnly = [](Scene& s) { QFile::setPermissions(s.path(POS), Mode::ReadOwner); };

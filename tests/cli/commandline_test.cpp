@@ -17,7 +17,8 @@ std::string usage() {
 } // namespace
 
 // getopt's own diagnostic names the program as it was invoked; validation adds nothing.
-TEST(CommandLine, HelpBadOptionsAndEachValidationFailurePrintUsageAndFail) {
+// Which command lines fail validation is the options module's test.
+TEST(CommandLine, HelpBadOptionsAndValidationFailuresPrintUsageAndFail) {
     const struct {
         const char* name;
         QStringList args;
@@ -30,13 +31,7 @@ TEST(CommandLine, HelpBadOptionsAndEachValidationFailurePrintUsageAndFail) {
         {"short option without value", COMPLETE.mid(0, 7),
          POVRUN_BIN ": option requires an argument -- 'm'\n"},
         {"no temporary folder", COMPLETE.mid(2), ""},
-        {"no status file", COMPLETE.mid(0, 2) + COMPLETE.mid(4), ""},
-        {"no obligation file", COMPLETE.mid(0, 4) + COMPLETE.mid(6), ""},
-        {"no mechanism", COMPLETE.mid(0, 6), ""},
         {"both mechanism options", COMPLETE + QStringList{"-M", "dir"}, ""},
-        {"concurrency 0", COMPLETE + QStringList{"-c", "0"}, ""},
-        {"concurrency not a number", COMPLETE + QStringList{"-c", "abc"}, ""},
-        {"negative concurrency", COMPLETE + QStringList{"-c", "-2"}, ""},
     };
     for (const auto& row : rows) {
         const testutil::RunResult r = runPovrun(row.args);
@@ -45,6 +40,13 @@ TEST(CommandLine, HelpBadOptionsAndEachValidationFailurePrintUsageAndFail) {
         EXPECT_EQ(r.out, usage()) << row.name;
         EXPECT_EQ(r.err, row.err) << row.name;
     }
+}
+
+TEST(CommandLine, VersionIsTheProjectsAndEndsTheRunWell) {
+    const testutil::RunResult r = runPovrun({"--version", "-h"});
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.out, "povrun " POVRUN_PROJECT_VERSION "\n");
+    EXPECT_EQ(r.err, "");
 }
 
 // The trace comes before validation, names every word including the program, and ends

@@ -12,10 +12,14 @@ TEST(MechanismCommandLine, UnlocatableWriterEndsTheRunWithoutReportAndLeavesTheP
         const char* name;
         QByteArray writer;
         QStringList extra;
+        std::string searched; // where the writer was looked for, before the current dir
     } rows[] = {
-        {"writer missing from the install dir", "nowhere", {"-i", "tools"}},
-        {"without -i only the current dir is searched", "w", {}},
-        {"with -x only the frame's opening tag is written", "nowhere", {"-i", "tools", "-x"}},
+        {"writer missing from the install dir", "nowhere", {"-i", "tools"}, "nowhere\" in tools,"},
+        {"without -i only the current dir is searched", "w", {}, "w\" in"},
+        {"with -x only the frame's opening tag is written",
+         "nowhere",
+         {"-i", "tools", "-x"},
+         "nowhere\" in tools,"},
     };
     for (const auto& row : rows) {
         QTemporaryDir temp;
@@ -35,7 +39,11 @@ TEST(MechanismCommandLine, UnlocatableWriterEndsTheRunWithoutReportAndLeavesTheP
         EXPECT_FALSE(r.crashed) << row.name;
         EXPECT_EQ(r.exitCode, 1) << row.name;
         EXPECT_EQ(r.out, row.extra.contains("-x") ? "<proof>\n" : "") << row.name;
-        EXPECT_EQ(r.err, "Cannot locate tool extract\n") << row.name;
+        EXPECT_EQ(r.err, "Cannot locate tool extract\npovrun: looked for \"" + row.searched +
+                             (row.extra.isEmpty() ? " " : " then in ") + "the current directory " +
+                             QDir(temp.path()).canonicalPath().toStdString() +
+                             "; no resource named\n")
+            << row.name;
         EXPECT_EQ(testutil::readFile(temp.filePath("comp.pos")), pos) << row.name;
     }
 }

@@ -27,7 +27,8 @@ TEST(MetricsCli, DirectoryModeEndsWithTheReportOrStopsAtAMechanismItCannotPlay) 
          ""},
         {"unplayable mechanism", pos.arg("Unknown", "<Mechanism name='absent'/>"), true, 1,
          "<proof>\n", "Cannot open '" + dir.filePath("absent.xml").toStdString() + "'.\n"},
-        {"unknown status", pos.arg("Valid", ""), false, 1, "", "povrun: map::at\n"},
+        {"unknown status", pos.arg("Valid", ""), false, 1, "",
+         "povrun: comp.pos: unknown status \"Valid\" (map::at)\n"},
     };
     for (const auto& row : rows) {
         testutil::writeFile(dir.filePath("comp.pos"), row.pos.toUtf8());

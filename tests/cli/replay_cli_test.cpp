@@ -8,13 +8,17 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTemporaryDir>
 #include <QThread>
 #include <csignal>
+#include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using faketools::GoalSpec;
 using faketools::GroupSpec;
@@ -26,6 +30,48 @@ GoalSpec settledBy(const QString& driver, const QString& goalStatus = "Unproved"
     goal.status = goalStatus;
     goal.drivers = {{driver, "Proved"}};
     return goal;
+}
+
+// Starts povrun with its outputs thrown away; QProcess cannot tell which signal ended it.
+// SIGINT and SIGHUP get their default action back: povrun keeps a signal ignored when it
+// starts ignored, as it does in a background job of a script that runs the tests.
+pid_t spawnQuietly(const QStringList& args) {
+    std::vector<std::string> words{POVRUN_BIN};
+    for (const QString& arg : args)
+        words.push_back(arg.toStdString());
+    std::vector<char*> argv;
+    for (std::string& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t restored;
+    sigemptyset(&restored);
+    sigaddset(&restored, SIGINT);
+    sigaddset(&restored, SIGHUP);
+    posix_spawnattr_setsigdefault(&attributes, &restored);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = -1;
+    if (posix_spawn(&pid, POVRUN_BIN, &actions, &attributes, argv.data(), environ) != 0)
+        pid = -1;
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return pid;
+}
+
+// The wait status of `pid`, which is killed when it has not ended after `ms`.
+int waitUpTo(pid_t pid, int ms) {
+    int status = 0;
+    for (int waited = 0; waitpid(pid, &status, WNOHANG) == 0; waited += 10) {
+        if (waited >= ms)
+            ::kill(pid, SIGKILL);
+        QThread::msleep(10);
+    }
+    return status;
 }
 
 // Zombies do not count: whoever inherits them reaps them in its own time.
@@ -125,6 +171,41 @@ TEST_F(ReplayTest, ProtocolShowsDriversHeadingsAndMarks) {
                           "<proofPass>\tProof driver d2, still 1 unproved PO</proofPass>\n"
                           "\n<proofResult>\n\n<total>") +
                   report + "</total>\n</proofResult>\n</proof>\n");
+}
+
+// A first play registers the mechanism and plays every driver on every goal it leaves
+// unproved; a later replay, once the results are forgotten, plays only what it settled.
+TEST_F(ReplayTest, FirstPlayRegistersTheMechanismAndReplayFollowsIt) {
+    faketools::DriverSpec d1;
+    d1.name = "d1";
+    faketools::DriverSpec d2 = d1;
+    d2.name = "d2";
+    writeMechanism("always", {d1, d2});
+    GoalSpec bare;
+    bare.hasMechanism = false;
+    testutil::writeFile(path("comp.pos"), faketools::posXml("m", {{"G", {bare, bare, bare}}}));
+    faketools::setAnswers(tools, "0 0 Proved\n0 1 Unknown\n0 2 Disproved\n");
+
+    const testutil::RunResult first = testutil::runPovrun(args({"--first-play"}));
+    EXPECT_EQ(first.exitCode, 0);
+    EXPECT_EQ(first.err, "");
+    const std::string report = "End of proof\n\nTOTAL for comp\t Proved 1\t Proved externally 1"
+                               "\t Unreliably proved 0\t Disproved 1\t Unproved 1\n";
+    EXPECT_EQ(first.out, "Proving comp with external mechanism m\n"
+                         "\tProof driver d1, still 3 unproved PO\n\t\tG\n\t\t\t+-!\n\n"
+                         "\tProof driver d2, still 1 unproved PO\n\t\tG\n\t\t\t-\n\n" +
+                             report);
+
+    QDomDocument doc = pos::documentOfFile(path("comp.pos"));
+    pos::unprove(doc);
+    testutil::writeFile(path("comp.pos"), doc.toByteArray(pos::XML_INDENT));
+    const testutil::RunResult replay = testutil::runPovrun(args());
+    EXPECT_EQ(replay.exitCode, 0);
+    EXPECT_EQ(replay.err, "");
+    EXPECT_EQ(replay.out, "Proving comp with external mechanism m\n"
+                          "\tProof driver d1, still 3 unproved PO\n\t\tG\n\t\t\t+!\n\n"
+                          "\tProof driver d2, still 1 unproved PO\n" +
+                              report);
 }
 
 TEST_F(ReplayTest, TraceLevelOneTellsWhatHappens) {
@@ -240,6 +321,8 @@ TEST_F(ReplayTest, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
     }
 }
 
+// SIGTERM ends with status 1; an interrupt or a hang-up ends by its own signal, after the
+// same clean-up, so that a shell sees an interrupted command.
 TEST_F(ReplayTest, TerminationKillsToolsRemovesFilesAndSavesTheDocument) {
     // The prover is a wrapper: it records its pid and that of the long sleep it starts.
     testutil::writeScript(path("slow.sh"),
@@ -250,35 +333,39 @@ TEST_F(ReplayTest, TerminationKillsToolsRemovesFilesAndSavesTheDocument) {
     d.name = "d";
     d.prover = path("slow.sh");
     writeMechanism("never", {d});
-    std::vector<GoalSpec> goals(6, settledBy("d"));
-    testutil::writeFile(path("comp.pos"), faketools::posXml("m", {{"G", goals}}));
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        const std::string name = strsignal(signal);
+        QFile::remove(path("pids"));
+        std::vector<GoalSpec> goals(6, settledBy("d"));
+        testutil::writeFile(path("comp.pos"), faketools::posXml("m", {{"G", goals}}));
 
-    QProcess povrun;
-    povrun.start(POVRUN_BIN, args({"-c", "2"}));
-    ASSERT_TRUE(povrun.waitForStarted());
-    QElapsedTimer waited;
-    waited.start();
-    while (
-        QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts).size() <
-            4 &&
-        waited.elapsed() < 20000)
-        QThread::msleep(20);
-    const QStringList pids =
-        QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts);
-    ASSERT_EQ(pids.size(), 4) << "both workers run a prover";
+        const pid_t povrun = spawnQuietly(args({"-c", "4"}));
+        ASSERT_GT(povrun, 0);
+        QElapsedTimer waited;
+        waited.start();
+        QStringList pids;
+        while (pids.size() < 8 && waited.elapsed() < 20000) {
+            QThread::msleep(20);
+            pids =
+                QString::fromUtf8(testutil::readFile(path("pids"))).split('\n', Qt::SkipEmptyParts);
+        }
+        ASSERT_EQ(pids.size(), 8) << name << ": four workers run a prover";
 
-    QElapsedTimer stopping;
-    stopping.start();
-    ::kill(static_cast<pid_t>(povrun.processId()), SIGTERM);
-    ASSERT_TRUE(povrun.waitForFinished(10000));
-    EXPECT_LT(stopping.elapsed(), 3000);
-    EXPECT_EQ(povrun.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(povrun.exitCode(), 1) << povrun.readAllStandardError().toStdString();
-    for (const QString& pid : pids)
-        EXPECT_FALSE(isAlive(pid)) << "process " << pid.toStdString() << " of a prover";
-    EXPECT_EQ(leftInTmp(), QStringList());
-    const QDomDocument doc = pos::documentOfFile(path("comp.pos"));
-    ASSERT_FALSE(doc.isNull());
-    EXPECT_EQ(doc.documentElement().attribute("author"), "proof_director");
-    EXPECT_TRUE(pos::checkPosInvariant(doc));
+        QElapsedTimer stopping;
+        stopping.start();
+        ::kill(povrun, signal);
+        const int status = waitUpTo(povrun, 10000);
+        EXPECT_LT(stopping.elapsed(), 3000) << name;
+        if (signal == SIGTERM)
+            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << name << " " << status;
+        else
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << name << " " << status;
+        for (const QString& pid : pids)
+            EXPECT_FALSE(isAlive(pid)) << name << ": process " << pid.toStdString();
+        EXPECT_EQ(leftInTmp(), QStringList()) << name;
+        const QDomDocument doc = pos::documentOfFile(path("comp.pos"));
+        ASSERT_FALSE(doc.isNull()) << name;
+        EXPECT_EQ(doc.documentElement().attribute("author"), "proof_director") << name;
+        EXPECT_TRUE(pos::checkPosInvariant(doc)) << name;
+    }
 }

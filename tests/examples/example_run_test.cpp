@@ -1,10 +1,10 @@
-// The example replayed by the built povrun with the real solvers, the way scripts/demo runs
-// it: first the z3 mechanism, then the portfolio on the same status file.
+// The example as a user meets it: installed with cmake --install, then replayed by its
+// own script (the one the manual page and the README quote) against the installed tree.
 
 #include "common/testutil.h"
 
+#include <QDir>
 #include <QDomDocument>
-#include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -33,23 +33,29 @@ std::string statusOf(const QString& path, int group, int goal, const QString& me
 
 } // namespace
 
-TEST(ExampleRun, RealSolversProveDisproveAndGiveUp) {
-    const QString z3 = QStandardPaths::findExecutable("z3");
-    const QString cvc5 = QStandardPaths::findExecutable("cvc5");
-    if (z3.isEmpty() || cvc5.isEmpty())
+TEST(ExampleRun, InstalledExampleScriptProvesDisprovesAndGivesUp) {
+    if (QStandardPaths::findExecutable("z3").isEmpty() ||
+        QStandardPaths::findExecutable("cvc5").isEmpty())
         GTEST_SKIP() << "z3 and cvc5 are needed for this test (scripts/demo installs them)";
-    QTemporaryDir work;
-    const QString pos = work.filePath("tank.pos"), res = work.filePath("solvers.res");
-    ASSERT_TRUE(QFile::copy(EXAMPLE_DIR "/tank.pos", pos));
-    QFile::setPermissions(pos, QFile::permissions(pos) | QFileDevice::WriteOwner);
-    testutil::writeFile(res, ("ZDR*Proof*z3: " + z3 + "\nZDR*Proof*cvc5: " + cvc5 + "\n").toUtf8());
-    QStringList common = {"-r", res, "-i", QFileInfo(SMTWRITER_BIN).path()};
-    common << "-d" << work.path() << "-s" << pos << "-p" << EXAMPLE_DIR "/tank.pog";
-    for (const QStringList& run : {QStringList{"-m", EXAMPLE_DIR "/z3.xml", "-c", "2"},
-                                   QStringList{"-m", EXAMPLE_DIR "/portfolio.xml", "-x"}}) {
-        const testutil::RunResult r = testutil::runPovrun(common + run, QString(), 180000);
-        ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
-    }
+    QTemporaryDir prefix, work;
+    const testutil::RunResult install =
+        testutil::run(CMAKE_COMMAND, {"--install", POVRUN_BUILD_DIR, "--prefix", prefix.path()});
+    ASSERT_EQ(install.exitCode, 0) << install.out << install.err;
+    for (const char* installed :
+         {"bin/povrun", "lib/povrun/smtwriter", "lib/povrun/smtreader",
+          "share/man/man1/povrun.1.gz", "share/bash-completion/completions/povrun",
+          "share/doc/povrun/copyright", "share/doc/povrun/README.md"})
+        EXPECT_TRUE(QFileInfo(prefix.filePath(installed)).isFile()) << installed;
+    // gzip -9n: no file name and no time stamp in the header.
+    EXPECT_EQ(testutil::readFile(prefix.filePath("share/man/man1/povrun.1.gz")).mid(3, 5),
+              QByteArray(5, '\0'));
+
+    const testutil::RunResult r =
+        testutil::run(prefix.filePath("share/doc/povrun/examples/run-example.sh"), {"ex"},
+                      work.path(), QByteArray(), 180000);
+    ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
+    EXPECT_EQ(r.err, "");
+    const QString pos = work.filePath("ex/tank.pos");
     // Each goal's status, then that of its element for the mechanism.
     const std::tuple<const char*, const char*, int, int, const char*> goals[] = {
         {"z3 proves a true goal", "z3", 0, 4, "Proved/Proved"},

@@ -6,6 +6,7 @@
 
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <sstream>
@@ -84,22 +85,34 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
                            "</driver>";
     const QString mech = "<mechanism><definition name='a'/><definition name='b'/>%1</mechanism>";
     const QString good = driver.arg("0", "t", "t", "t");
+    // The line after a missing tool: the path, the install directory, then the current one.
+    const auto searched = [&temp](const std::string& path) {
+        return "povrun: looked for \"" + path + "\" in " + temp.path().toStdString() +
+               ", then in the current directory " + std::filesystem::current_path().string() +
+               "; no resource named\n";
+    };
+    const std::string file = temp.filePath("m.xml").toStdString();
     const struct {
         const char* name;
         QString xml; // null: the file does not exist
         std::string outcome;
     } rows[] = {
         {"reader of the first driver", mech.arg(driver.arg("1", "t", "t", "no") + good),
-         "m 0 false|Cannot locate tool R1\n|"},
+         "m 0 false|Cannot locate tool R1\n" + searched("no") + "|"},
         {"writer of the second driver", mech.arg(good + driver.arg("2", "no", "t", "t")),
-         "m 0 false d0|Cannot locate tool W2\n|"},
+         "m 0 false d0|Cannot locate tool W2\n" + searched("no") + "|"},
         {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")),
-         "m 0 false d0 d0|Cannot locate prover P3\n|"},
+         "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh") + "|"},
         {"missing file", QString(),
          " 0 false||Cannot open '" + temp.filePath("no").toStdString() + "'.\n"},
-        {"truncated file", "<mechanism trust='always'>" + good.left(30), "m 0 true||"},
-        {"trust in capitals", "<mechanism trust='Never'/>", "m 0 map::at||"},
-        {"unknown group", mech.arg(good + "<driver group='some'/>"), "m 0 map::at d0||"},
+        {"truncated file", "<mechanism trust='always'>" + good.left(30),
+         "m 0 true|povrun: " + file +
+             ": not well-formed XML at line 1, column 57: unexpected end "
+             "of file\n|"},
+        {"trust in capitals", "<mechanism trust='Never'/>",
+         "m 0 " + file + ": unknown trust \"Never\" (map::at)||"},
+        {"unknown group", mech.arg(good + "<driver group='some'/>"),
+         "m 0 " + file + ": unknown group \"some\" (map::at) d0||"},
         {"second definition", mech.arg(good).replace("'a'/></p", "'b'/></p"), "m 0 map::at||"},
     };
     for (const auto& row : rows) {
