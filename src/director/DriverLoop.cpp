@@ -14,6 +14,7 @@ void ProofDirector::replay() {
         traceLine("Loading POS file failed.");
         std::cout << (xml ? "<error>" : "") << "Error " << component << " .pos"
                   << (xml ? "</error>" : "") << std::endl;
+        std::cerr << "povrun: " << utf8(loadFailure) << std::endl;
         return;
     }
     traceLine("Loading POS file completed.");

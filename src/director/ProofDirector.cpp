@@ -132,19 +132,27 @@ bool ProofDirector::reloadPosFile() {
     std::lock_guard<std::mutex> lock(statusMutex);
     // Whatever fails below leaves nothing that a later save could write back.
     forgetDocument();
-    dom = pos::documentOfFile(posPath);
+    dom = pos::documentOfFile(posPath, &loadFailure);
     if (dom.isNull())
         return false;
     unprovedCount = 0;
     const QString mechanismName = QString::fromStdString(mechanism.name);
+    std::size_t goalNumber = 0;
     const bool complete = buildPoTable([&](QDomElement& goal, po_data_t& po) {
+        ++goalNumber;
         const bool goalUnproved =
             goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) == pos::ATTR_VALUE_UNPROVED;
         if (goalUnproved)
             ++unprovedCount;
         po.element = mechanismElementOf(goal, mechanismName);
-        if (po.element.isNull())
+        if (po.element.isNull()) {
+            loadFailure = QStringLiteral("%1: goal %2 of group %3 has no \"%4\" element named %5")
+                              .arg(posPath)
+                              .arg(goalNumber)
+                              .arg(groupNameOf(goal.parentNode().toElement()), pos::TAG_MECHANISM,
+                                   mechanismName);
             return false;
+        }
         // A replay plays again exactly the drivers that had settled this goal before.
         if (goalUnproved && po.element.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) ==
                                 pos::ATTR_VALUE_UNPROVED)
@@ -174,7 +182,7 @@ bool ProofDirector::loadPosFile() {
     std::lock_guard<std::mutex> lock(statusMutex);
     forgetDocument();
     unprovedCount = 0;
-    dom = pos::documentOfFile(posPath);
+    dom = pos::documentOfFile(posPath, &loadFailure);
     if (dom.isNull())
         return false;
     bool registered = false;
@@ -194,8 +202,8 @@ bool ProofDirector::loadPosFile() {
 
 bool ProofDirector::firstPlayRecord(QDomElement& goal, const QString& mechanismName,
                                     po_data_t& po) {
-    po.status =
-        pos::proofStatusOfAttrValue(goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED));
+    po.status = pos::proofStatusOfAttrValue(
+        goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED), pos::ATTR_STATUS, posPath);
     if (po.status == pos::UNPROVED)
         ++unprovedCount;
     po.element = mechanismElementOf(goal, mechanismName);

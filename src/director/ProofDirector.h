@@ -190,6 +190,7 @@ private:
     bool fastOnly = false;
     std::vector<std::string> installDirs;
     QDomDocument dom;
+    QString loadFailure; // why the last load of the .pos file failed, for the user
     std::string component;
     // Guarded by errorMutex (appended by workers, read by hasErrors()).
     QList<QString> errors;

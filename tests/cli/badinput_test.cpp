@@ -177,14 +177,18 @@ TEST(BadInputTest, StatusFileThatCannotBeLoadedOrUsedIsReportedAndNeverWritten) 
                  {"malformed", "<Proof_Obligations><Proof_Obligation></Simple_Goal>\n",
                   xml + "1, column 51: tag mismatch"}};
     for (const auto& kind : kinds)
-        check({{kind.name, {puts(POS, kind.content)}, POS_ERROR + NOT_READABLE + report(0, 0)},
+        check({{kind.name,
+                {puts(POS, kind.content)},
+                POS_ERROR + NOT_READABLE + report(0, 0),
+                "povrun: pos/comp.pos: " + kind.why + "\n"},
                {kind.name + " (-M)",
                 {puts(POS, kind.content), byFolder},
                 NOT_READABLE + NOT_READABLE + report(0, 0),
                 "povrun: pos/comp.pos: " + kind.why + "\n"}});
     check({{"a goal without the mechanism",
             {edits(POS, "</Simple_Goal>", "</Simple_Goal><Simple_Goal status=\"Unproved\"/>")},
-            POS_ERROR + report(0, 2)}});
+            POS_ERROR + report(0, 2),
+            "povrun: pos/comp.pos: goal 2 of group G has no \"Mechanism\" element named m\n"}});
 }
 
 // The one line names the file, the attribute and the text.
