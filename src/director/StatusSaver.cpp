@@ -107,7 +107,11 @@ QByteArray nodeText(const QDomNode& node, QTextCodec* codec) {
     stream.setCodec(codec);
     node.save(stream, pos::XML_INDENT);
     stream.flush();
-    return codec->fromUnicode(text);
+    QByteArray bytes = codec->fromUnicode(text);
+    // The codec reserves room for the worst case, three times the text: kept for every
+    // group of a large file, that room would cost more than the document itself.
+    bytes.squeeze();
+    return bytes;
 }
 
 } // namespace
