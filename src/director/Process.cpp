@@ -87,7 +87,13 @@ pid_t spawn(const command_t& command, int in, int out, int err) {
     sigset_t none;
     sigemptyset(&none);
     posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    // A tool writing into a pipe its reader left must end as tools do, whatever povrun's
+    // own parent chose for SIGPIPE.
+    sigset_t pipeSignal;
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &pipeSignal);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t pid = -1;
     const int failure =
         posix_spawn(&pid, words[0].c_str(), &actions, &attributes, argv.data(), environ);

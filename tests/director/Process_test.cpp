@@ -1,0 +1,129 @@
+// The process module on the awkward cases: output larger than a pipe, a reader that
+// leaves early, tools ended by signals or that cannot run, and descriptors left open.
+
+#include "director/Process.h"
+
+#include "common/testutil.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <atomic>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace {
+
+class ProcessTest : public ::testing::Test {
+protected:
+    // A shell script in the test's folder, as a command.
+    process::command_t script(const QString& name, const QByteArray& body) {
+        const QString path = dir.filePath(name);
+        testutil::writeScript(path, body);
+        return {path.toStdString(), {}};
+    }
+
+    QTemporaryDir dir;
+    process::Registry registry;
+};
+
+QStringList openDescriptors() {
+    return QDir("/proc/self/fd").entryList(QDir::Files | QDir::System);
+}
+
+// Descriptors above the standard three that any child inherits: the ones this test
+// process got from its own parent without close-on-exec.
+int inheritedDescriptors() {
+    int count = 0;
+    for (const QString& fd : openDescriptors())
+        if (fd.toInt() > 2 && (fcntl(fd.toInt(), F_GETFD) & FD_CLOEXEC) == 0)
+            ++count;
+    return count;
+}
+
+TEST_F(ProcessTest, OutputLargerThanAPipeIsReadWhileTheToolsRun) {
+    const auto prover = script("p", "head -c 1000000 /dev/zero | tr '\\0' a\n"
+                                    "head -c 1000000 /dev/zero | tr '\\0' e >&2\n");
+    const auto reader = script("r", "cat\nhead -c 70000 /dev/zero >&2\n");
+    process::pipeline_t run;
+    ASSERT_TRUE(process::runPipeline(prover, QString(), reader, registry, run));
+    EXPECT_TRUE(run.prover.started && run.reader.started);
+    EXPECT_FALSE(run.prover.crashed || run.reader.crashed);
+    EXPECT_EQ(run.output, QByteArray(1000000, 'a'));
+    // Standard error is kept up to a limit and counted beyond it.
+    EXPECT_EQ(run.prover.errors, QByteArray(process::ERRORS_KEPT, 'e'));
+    EXPECT_EQ(run.prover.errorsDropped, 1000000 - process::ERRORS_KEPT);
+    EXPECT_EQ(run.reader.errors.size() + run.reader.errorsDropped, 70000);
+}
+
+TEST_F(ProcessTest, EndsOfToolsAreReportedAsTheyHappened) {
+    const auto quiet = script("quiet", "exit 3\n");
+    const auto talker = script("talker", "exec head -c 1000000 /dev/zero\n");
+    const auto crasher = script("crasher", "kill -SEGV $$\n");
+    const auto cat = script("cat", "cat\n");
+    process::pipeline_t run;
+
+    // A reader that leaves before reading: a small answer fits the pipe, a large one ends
+    // the prover by SIGPIPE; neither hangs.
+    ASSERT_TRUE(process::runPipeline(script("small", "echo x\n"), QString(), quiet, registry, run));
+    EXPECT_FALSE(run.prover.crashed);
+    EXPECT_EQ(run.reader.code, 3);
+    ASSERT_TRUE(process::runPipeline(talker, QString(), quiet, registry, run));
+    EXPECT_TRUE(run.prover.crashed);
+    EXPECT_EQ(run.prover.signal, SIGPIPE);
+
+    ASSERT_TRUE(process::runPipeline(crasher, QString(), cat, registry, run));
+    EXPECT_TRUE(run.prover.crashed);
+    EXPECT_EQ(run.prover.signal, SIGSEGV);
+
+    // A prover that cannot run, or whose input is missing, leaves its reader an empty input.
+    testutil::writeFile(dir.filePath("not-a-program"), "\177ELF nothing");
+    const process::command_t cannotRun{dir.filePath("not-a-program").toStdString(), {}};
+    ASSERT_TRUE(process::runPipeline(cannotRun, QString(), cat, registry, run));
+    EXPECT_FALSE(run.prover.started);
+    EXPECT_TRUE(run.reader.started);
+    EXPECT_TRUE(run.output.isEmpty());
+    ASSERT_TRUE(process::runPipeline(cat, dir.filePath("missing"), cat, registry, run));
+    EXPECT_FALSE(run.prover.started);
+
+    process::exit_t alone;
+    ASSERT_TRUE(process::runAlone(cannotRun, registry, alone));
+    EXPECT_FALSE(alone.started);
+    ASSERT_TRUE(process::runAlone(quiet, registry, alone));
+    EXPECT_TRUE(alone.started);
+    EXPECT_EQ(alone.code, 3);
+
+    // Once a stop began, nothing starts.
+    registry.beginStop();
+    EXPECT_FALSE(process::runAlone(quiet, registry, alone));
+    EXPECT_FALSE(process::runPipeline(cat, QString(), cat, registry, run));
+}
+
+TEST_F(ProcessTest, ConcurrentJobsLeaveNoDescriptorOpen) {
+    testutil::writeFile(dir.filePath("input"), "Proved\n");
+    const auto prover = script("p", "cat\n");
+    // The reader counts its own descriptors: the standard three, the listing's own and
+    // what every child inherits, but no pipe of this job or of another.
+    const auto reader = script("r", "cat\nls /proc/self/fd | wc -l >&2\n");
+    const QByteArray descriptors = QByteArray::number(3 + 1 + inheritedDescriptors()) + "\n";
+    const QStringList before = openDescriptors();
+    std::vector<std::thread> threads;
+    std::atomic<int> answered{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int job = 0; job < 8; ++job) {
+                process::pipeline_t run;
+                process::runPipeline(prover, dir.filePath("input"), reader, registry, run);
+                if (run.output == "Proved\n" && run.reader.errors == descriptors)
+                    ++answered;
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(answered, 32);
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+} // namespace
