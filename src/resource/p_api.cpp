@@ -82,10 +82,12 @@ void save_resources(void)
 
 void set_resource(const char *tool, const char *name, const char *value)
 {
-    if (the_manager == 0 || tool == 0)
+    if (the_manager == 0)
         return;
+    /* A null tool name means the first tool, as for every other call; only a named
+       tool is created when missing. */
     T_resource_tool *owner = the_manager->get_tool(tool);
-    if (owner == 0)
+    if (owner == 0 && tool != 0)
         owner = the_manager->set_tool(tool);
     if (owner != 0)
         owner->set_resource(name, value, 0);

@@ -28,7 +28,8 @@ void load_resources(const char *product, const char *user, const char *expl);
    get_default_user_file(). */
 void save_resources(void);
 /* Gives resource `name` of tool `tool` a copy of `value`, creating the tool when needed;
-   the definition goes to the file a save writes (see T_resource_tool::set_resource). */
+   a null tool name means the first tool (nothing happens when there is none). The
+   definition goes to the file a save writes (see T_resource_tool::set_resource). */
 void set_resource(const char *tool, const char *name, const char *value);
 /* Destroys that resource and its definition lines, if present. */
 void delete_resource(const char *tool, const char *name);

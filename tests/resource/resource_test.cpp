@@ -122,17 +122,22 @@ TEST_F(ResourceTest, ExplicitBeatsUserBeatsProductWithoutFallback) {
 }
 
 TEST_F(ResourceTest, SetWithoutFilesGoesToTheDefaultUserFileWrittenOnlyOnSave) {
+    set_resource(nullptr, "writer", "/bin/w0"); // no tool yet: nothing happens
+    EXPECT_EQ(get_resource_manager()->get_tool(nullptr), nullptr);
     set_resource("Proof", "writer", "/bin/w");
     set_resource("Proof", "writer", "/bin/w2");
     const T_resource_file* user = get_resource_manager()->user_file;
     ASSERT_NE(user, nullptr);
     EXPECT_EQ(user->name->chars, dir.filePath(".Zendrel").toStdString());
-    EXPECT_EQ(lineTexts(user), Lines{"ZDR*Proof*writer: /bin/w2"});
+    set_resource(nullptr, "reader", "/bin/r"); // a null name means the first tool
+    EXPECT_EQ(lookup("Proof", "reader"), "/bin/r");
+    EXPECT_EQ(lineTexts(user), (Lines{"ZDR*Proof*writer: /bin/w2", "ZDR*Proof*reader: /bin/r"}));
     EXPECT_FALSE(QFile::exists(user->name->chars));
     testing::internal::CaptureStderr(); // the backup of a file not yet there fails
     save_resources();
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(testutil::readFile(user->name->chars), "ZDR*Proof*writer: /bin/w2\n");
+    EXPECT_EQ(testutil::readFile(user->name->chars),
+              "ZDR*Proof*writer: /bin/w2\nZDR*Proof*reader: /bin/r\n");
 
     T_resource_tool tool("t", nullptr, nullptr, nullptr);
     new T_resource_ident("n", "old", &tool.first_ident, &tool.last_ident, &tool);
