@@ -2,8 +2,7 @@
 // message the user sees, the exit status, and the status file left byte for byte as it
 // was whenever nothing could be proved. The README's error table lists the same rows.
 
-#include "common/faketools.h"
-#include "common/testutil.h"
+#include "common/scene.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,15 +16,16 @@ namespace {
 
 using faketools::DriverSpec;
 using Mode = QFileDevice;
+using scene::FOLDER;
+using scene::NONE;
+using scene::POS;
 
-const QString POS = "pos/comp.pos";
-const QByteArray FOLDER = "(folder)", NONE = "(none)";
-const Mode::Permissions READ_AND_RUN = Mode::ReadOwner | Mode::ExeOwner, NO_ACCESS = {};
 const std::string PROVING = "Proving comp with external mechanism m\n";
 const std::string DRIVER = PROVING + "\tProof driver d, still 1 unproved PO\n";
 const std::string POS_ERROR = PROVING + "Error comp .pos\n";
 const std::string NOT_READABLE = "ErrorFile not readable pos/comp.pos\n";
 const std::string NOT_FOUND = "-- ProofDirector -- Secondary po tmp/comp_m_d_0_0.po2 not found.\n";
+const Mode::Permissions READ_AND_RUN = Mode::ReadOwner | Mode::ExeOwner, NO_ACCESS = {};
 
 std::string report(int proved, int unproved) {
     const std::string p = std::to_string(proved);
@@ -40,40 +40,10 @@ std::string job(const std::string& mark, int proved = 0) {
            report(proved, 1 - proved);
 }
 
-// A fresh folder per case, the run's current folder: the fake tools, m.xml (mechanism m of
-// driver d), an empty comp.pog, tmp, and pos/comp.pos alone in its folder (d had proved G).
-struct Scene {
-    QTemporaryDir dir;
-    faketools::ToolSet tools = faketools::writeTools(dir.path());
-    DriverSpec driver = {"d", "none", tools.writer(), tools.prover(), tools.reader()};
-    QStringList options = {"-s", POS, "-p", "comp.pog", "-d", "tmp", "-m", "m.xml"};
+// The shared scene, with what a case does to it before the run.
+struct Scene : scene::Scene {
     QString locked; // for the run, a file unreadable, a folder read-only
     int timeoutMs = 5000;
-
-    Scene() {
-        for (const char* folder : {"tmp", "pos"})
-            put(folder, FOLDER);
-        put("comp.pog", "");
-        writeMechanism();
-        put(POS,
-            faketools::posXml(
-                "m", {{"G", {{"Unproved", "Unproved", true, "Unproved", {{"d", "Proved"}}}}}}));
-    }
-    QString path(const QString& name) const { return dir.filePath(name); }
-    // What stands at a path: the file's bytes, FOLDER or NONE; put() makes it so.
-    QByteArray state(const QString& name) const {
-        const QFileInfo info(path(name));
-        return info.isDir() ? FOLDER : info.exists() ? testutil::readFile(path(name)) : NONE;
-    }
-    void put(const QString& name, const QByteArray& what) const {
-        QFile::remove(path(name));
-        QDir(path(name)).removeRecursively();
-        if (what == FOLDER)
-            QDir(dir.path()).mkdir(name);
-        else if (what != NONE)
-            testutil::writeFile(path(name), what);
-    }
-    void writeMechanism() const { put("m.xml", faketools::mechanismXml("always", {driver})); }
 };
 
 using Spoil = std::function<void(Scene&)>;
@@ -97,7 +67,7 @@ Spoil uses(QString DriverSpec::*which, const QString& path, const QByteArray& by
             s.put(path, bytes);
             QFile::setPermissions(s.path(path), READ_AND_RUN);
         }
-        s.driver.*which = path;
+        s.drivers[0].*which = path;
         s.writeMechanism();
     };
 }
@@ -135,7 +105,7 @@ void check(const std::vector<Case>& cases) {
         const Mode::Permissions unlocked = locked.permissions();
         if (!s.locked.isEmpty())
             QFile::setPermissions(locked.filePath(), locked.isDir() ? READ_AND_RUN : NO_ACCESS);
-        const testutil::RunResult r = testutil::runPovrun(s.options, s.dir.path(), s.timeoutMs);
+        const testutil::RunResult r = s.run({}, s.timeoutMs);
         if (!s.locked.isEmpty())
             QFile::setPermissions(locked.filePath(), unlocked);
         EXPECT_FALSE(r.crashed || r.timedOut) << c.name;

@@ -47,12 +47,13 @@ QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& dri
     for (const DriverSpec& d : drivers) {
         const QString fileParam =
             d.input == "file" ? QStringLiteral("<param value=\"${file}\"/>") : QString();
-        xml += QStringLiteral("  <driver name=\"%1\" group=\"%2\">\n"
+        xml += QStringLiteral("  <driver name=\"%1\" group=\"%2\"%8>\n"
                               "    <writer name=\"w\" path=\"%3\"/>\n"
                               "    <prover name=\"p\" path=\"%4\" input=\"%5\">%6</prover>\n"
                               "    <reader name=\"r\" path=\"%7\"/>\n"
                               "  </driver>\n")
-                   .arg(d.name, d.group, d.writer, d.prover, d.input, fileParam, d.reader);
+                   .arg(d.name, d.group, d.writer, d.prover, d.input, fileParam, d.reader,
+                        d.fast ? QStringLiteral(" fast=\"true\"") : QString());
     }
     xml += "</mechanism>\n";
     return xml.toUtf8();

