@@ -16,8 +16,18 @@
 #include <sstream>
 #include <stdexcept>
 #include <streambuf>
+#include <string>
 
 namespace {
+
+// The unknown-vocabulary error: "map::at" alone, or a message naming the file, the
+// attribute and the text that ends with "(map::at)".
+bool isMapAt(const char* what) {
+    const std::string text = what;
+    const std::string tail = "(map::at)";
+    return text == "map::at" || (text.size() > tail.size() &&
+                                 text.compare(text.size() - tail.size(), tail.size(), tail) == 0);
+}
 
 // Swallows the reader's messages: one per input would drown the fuzzer's own output.
 class NullBuffer : public std::streambuf {
@@ -81,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         mechanism::ofFile(setup->mechanismFile, mechanism, setup->installDirs);
     } catch (const std::out_of_range& e) {
-        if (std::strcmp(e.what(), "map::at") != 0)
+        if (!isMapAt(e.what()))
             abort();
     }
     if (mechanism.drivers.size() != mechanism.driverNames.size())
