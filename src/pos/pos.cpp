@@ -85,8 +85,16 @@ status_t proofStatusOfAttrValue(const QString& v) {
 }
 
 std::out_of_range unknownText(const QString& file, const QString& attribute, const QString& text) {
-    return std::out_of_range(
-        QStringLiteral("%1: unknown %2 \"%3\" (map::at)").arg(file, attribute, text).toStdString());
+    // The message is one line of C text: a control character of the offending text (a NUL
+    // would even cut the message short) is shown by its code.
+    QString shown;
+    for (const QChar c : text)
+        shown += c.unicode() < 0x20
+                     ? QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'))
+                     : QString(c);
+    return std::out_of_range(QStringLiteral("%1: unknown %2 \"%3\" (map::at)")
+                                 .arg(file, attribute, shown)
+                                 .toStdString());
 }
 
 status_t proofStatusOfAttrValue(const QString& v, const QString& attribute, const QString& file) {
