@@ -1,0 +1,137 @@
+// Watching a job's tools: their ends, and the output they write meanwhile.
+
+#include "director/Process_p.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+namespace process {
+namespace {
+
+// A descriptor that becomes readable when `pid` ends; -1 where the kernel has none.
+int pidfdOf(pid_t pid) {
+#ifdef SYS_pidfd_open
+    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+#else
+    (void)pid;
+    return -1;
+#endif
+}
+
+void keep(Output& output, const char* data, qint64 size) {
+    qint64 kept = size;
+    if (output.limit > 0)
+        kept = std::max<qint64>(0, std::min<qint64>(size, output.limit - output.into->size()));
+    output.into->append(data, static_cast<int>(kept));
+    if (output.dropped != nullptr)
+        *output.dropped += size - kept;
+}
+
+enum class Read { SOME, NOTHING_YET, ENDED };
+
+// Reads one chunk of what the pipe holds.
+Read readSome(Output& output) {
+    char buffer[65536];
+    for (;;) {
+        const ssize_t got = ::read(output.fd.get(), buffer, sizeof buffer);
+        if (got > 0) {
+            keep(output, buffer, got);
+            return Read::SOME;
+        }
+        if (got < 0 && errno == EINTR)
+            continue;
+        return got < 0 && errno == EAGAIN ? Read::NOTHING_YET : Read::ENDED;
+    }
+}
+
+} // namespace
+
+void Watch::addChild(pid_t pid, exit_t& result) {
+    Child child;
+    child.pid = pid;
+    child.pidfd.reset(pidfdOf(pid));
+    child.result = &result;
+    child.running = true;
+    result.started = true;
+    children.push_back(std::move(child));
+}
+
+void Watch::addOutput(Fd fd, QByteArray& into) {
+    outputs.push_back({std::move(fd), &into, 0, nullptr});
+}
+
+void Watch::addErrors(Fd fd, exit_t& result) {
+    outputs.push_back({std::move(fd), &result.errors, ERRORS_KEPT, &result.errorsDropped});
+}
+
+bool Watch::anyRunning() const {
+    for (const Child& child : children)
+        if (child.running)
+            return true;
+    return false;
+}
+
+void Watch::run() {
+    while (anyRunning())
+        pollOnce();
+    drainRest();
+}
+
+void Watch::pollOnce() {
+    std::vector<pollfd> watched;
+    int timeout = -1;
+    for (const Output& output : outputs)
+        if (output.fd.valid())
+            watched.push_back({output.fd.get(), POLLIN, 0});
+    for (const Child& child : children) {
+        if (child.running && child.pidfd.valid())
+            watched.push_back({child.pidfd.get(), POLLIN, 0});
+        else if (child.running)
+            timeout = 10; // no pidfd: look again soon
+    }
+    if (::poll(watched.data(), watched.size(), timeout) < 0 && errno != EINTR)
+        timeout = 10;
+    std::size_t i = 0;
+    for (Output& output : outputs) {
+        if (!output.fd.valid())
+            continue;
+        if (watched[i++].revents != 0 && readSome(output) == Read::ENDED)
+            output.fd.reset();
+    }
+    for (Child& child : children)
+        if (child.running)
+            reapIfEnded(child);
+}
+
+void Watch::reapIfEnded(Child& child) {
+    siginfo_t info{};
+    if (waitid(P_PID, static_cast<id_t>(child.pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+        info.si_pid != child.pid)
+        return;
+    registry.forget(child.pid);
+    int status = 0;
+    while (waitpid(child.pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    child.running = false;
+    child.pidfd.reset();
+    child.result->crashed = WIFSIGNALED(status);
+    child.result->signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    child.result->code = WIFEXITED(status) ? WEXITSTATUS(status) : 0;
+    ended(child);
+}
+
+void Watch::drainRest() {
+    for (Output& output : outputs) {
+        if (!output.fd.valid())
+            continue;
+        fcntl(output.fd.get(), F_SETFL, fcntl(output.fd.get(), F_GETFL) | O_NONBLOCK);
+        while (readSome(output) == Read::SOME) {
+        }
+        output.fd.reset();
+    }
+}
+
+} // namespace process
