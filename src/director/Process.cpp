@@ -75,12 +75,23 @@ pid_t startRegistered(Registry& registry, const command_t& command, int in, int 
 } // namespace
 
 bool Registry::start(const std::function<pid_t()>& spawnOne) {
-    std::lock_guard<std::mutex> lock(mutex);
-    if (stopped)
-        return false;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (stopped)
+            return false;
+        ++starting;
+    }
+    // Spawned outside the lock, so that workers start their tools side by side.
     const pid_t pid = spawnOne();
+    std::lock_guard<std::mutex> lock(mutex);
+    --starting;
     if (pid > 0)
         pids.push_back(pid);
+    // A stop that began meanwhile may have swept the process tree already.
+    if (stopped && pid > 0)
+        ::kill(pid, SIGKILL);
+    if (pids.empty() && starting == 0)
+        emptied.notify_all();
     return true;
 }
 
@@ -92,7 +103,7 @@ void Registry::forget(pid_t pid) {
             break;
         }
     }
-    if (pids.empty())
+    if (pids.empty() && starting == 0)
         emptied.notify_all();
 }
 
@@ -109,7 +120,7 @@ bool Registry::stopping() const {
 
 void Registry::waitUntilEmpty(std::chrono::milliseconds limit) {
     std::unique_lock<std::mutex> lock(mutex);
-    emptied.wait_for(lock, limit, [this] { return pids.empty(); });
+    emptied.wait_for(lock, limit, [this] { return pids.empty() && starting == 0; });
 }
 
 void kill(pid_t pid, int signal) {

@@ -38,13 +38,13 @@ struct exit_t {
     qint64 errorsDropped = 0; // how many more it wrote
 };
 
-// The tools that are running, so that another thread can stop them. Starting and
-// registering happen under one lock with the stop flag: no tool appears after
-// beginStop() has taken the list, and none starts afterwards.
+// The tools that are running, so that another thread can stop them. Once beginStop() has
+// been called no tool starts, and one whose start was under way is killed as soon as it
+// is registered.
 class Registry {
 public:
-    // Runs `spawn` under the lock and records the pid it returns (when positive). Returns
-    // false, without calling it, once beginStop() has been called.
+    // Runs `spawn` and records the pid it returns (when positive). Returns false, without
+    // calling it, once beginStop() has been called.
     bool start(const std::function<pid_t()>& spawn);
     // Forgets a pid; called before the child is reaped, so its pid cannot be reused by
     // an unrelated process while it is still listed.
@@ -56,10 +56,11 @@ public:
     void waitUntilEmpty(std::chrono::milliseconds limit);
 
 private:
-    // Guards pids and stopped; held only to spawn, add, remove or copy pids.
+    // Guards pids, starting and stopped; held only to add, remove or copy pids.
     mutable std::mutex mutex;
     std::condition_variable emptied;
     std::vector<pid_t> pids;
+    int starting = 0; // spawns under way
     bool stopped = false;
 };
 
