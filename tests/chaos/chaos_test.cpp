@@ -5,23 +5,76 @@
 #include "common/scene.h"
 #include "pos/pos.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QThread>
 #include <QUuid>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <random>
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 using scene::POS;
 
 namespace {
 
 int trialsFrom(const char* variable, int fallback) {
-    const QByteArray value = qgetenv(variable);
-    return value.isEmpty() ? fallback : value.toInt();
+    return qEnvironmentVariableIntValue(variable) > 0 ? qEnvironmentVariableIntValue(variable)
+                                                      : fallback;
+}
+
+// Starts povrun in `workDir` with outputs thrown away and `mark` in the environment of it
+// and every tool it starts; SIGINT and SIGHUP get their default action back, since povrun
+// keeps a signal ignored when it starts ignored (a background job of a script). -1 on failure.
+pid_t spawnPovrun(const QStringList& args, const QString& workDir, const QByteArray& mark) {
+    qputenv("POVRUN_TEST_MARK", mark);
+    std::vector<std::string> words{POVRUN_BIN};
+    for (const QString& arg : args)
+        words.push_back(arg.toStdString());
+    std::vector<char*> argv;
+    for (std::string& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addchdir_np(&actions, workDir.toLocal8Bit().constData());
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t restored;
+    sigemptyset(&restored);
+    sigaddset(&restored, SIGINT);
+    sigaddset(&restored, SIGHUP);
+    posix_spawnattr_setsigdefault(&attributes, &restored);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+    pid_t pid = -1;
+    if (posix_spawn(&pid, POVRUN_BIN, &actions, &attributes, argv.data(), environ) != 0)
+        pid = -1;
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    qunsetenv("POVRUN_TEST_MARK");
+    return pid;
+}
+
+// Pids of the live processes (zombies do not count) whose environment holds `mark`.
+QStringList processesMarkedWith(const QByteArray& mark) {
+    QStringList found;
+    const QByteArray needle = "POVRUN_TEST_MARK=" + mark;
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
+        const QByteArray stat = testutil::readFile("/proc/" + pid + "/stat");
+        const int afterName = stat.lastIndexOf(')');
+        if (pid.toInt() <= 0 || afterName < 0 || stat.mid(afterName + 2, 1) == "Z")
+            continue;
+        if (testutil::readFile("/proc/" + pid + "/environ").split('\0').contains(needle))
+            found << pid;
+    }
+    return found;
 }
 
 int randomBetween(int low, int high) {
@@ -39,7 +92,7 @@ struct Component : scene::Scene {
         writeMechanism();
         static const char* const kinds[] = {"Proved", "Disproved", "Unknown", "garbage"};
         QByteArray answers;
-        std::vector<faketools::GroupSpec> layout;
+        std::vector<scene::GroupSpec> layout;
         for (int g = 0; g < groups; ++g) {
             layout.push_back({QStringLiteral("G%1").arg(g), {std::size_t(goals), scene::settledBy("d")}});
             for (int p = 0; p < goals; ++p)
@@ -47,12 +100,12 @@ struct Component : scene::Scene {
                            kinds[randomBetween(0, 3)] + '\n';
         }
         writePos(layout);
-        faketools::setAnswers(tools, answers);
+        setAnswers(answers);
     }
 
     // Starts povrun and waits until it has saved the status file once; -1 on failure.
     pid_t startAndAwaitFirstSave(const QByteArray& mark, int concurrency) const {
-        const pid_t pid = scene::spawnPovrun(options + QStringList{"-c", QString::number(concurrency)},
+        const pid_t pid = spawnPovrun(options + QStringList{"-c", QString::number(concurrency)},
                                              dir.path(), mark);
         QElapsedTimer waited;
         waited.start();
@@ -78,10 +131,10 @@ int waitUpTo(pid_t pid, int ms) {
 
 // Tools ended by povrun may still be in the kernel's hands for a moment.
 QStringList markedAfterSettling(const QByteArray& mark) {
-    QStringList left = scene::processesMarkedWith(mark);
+    QStringList left = processesMarkedWith(mark);
     for (int waited = 0; !left.isEmpty() && waited < 1000; waited += 20) {
         QThread::msleep(20);
-        left = scene::processesMarkedWith(mark);
+        left = processesMarkedWith(mark);
     }
     return left;
 }
@@ -162,7 +215,7 @@ TEST(Chaos, KillDuringSavesLeavesACompleteStatusFile) {
         EXPECT_EQ(doc.elementsByTagName("Simple_Goal").size(), groups * goals) << "trial " << trial;
         EXPECT_TRUE(pos::checkPosInvariant(doc)) << "trial " << trial;
         // Nothing stops the orphaned tools of a killed run: end them before the next trial.
-        for (const QString& pid : scene::processesMarkedWith(mark))
+        for (const QString& pid : processesMarkedWith(mark))
             ::kill(static_cast<pid_t>(pid.toInt()), SIGKILL);
     }
 }

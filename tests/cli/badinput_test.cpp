@@ -14,7 +14,7 @@
 
 namespace {
 
-using faketools::DriverSpec;
+using scene::DriverSpec;
 using Mode = QFileDevice;
 using scene::FOLDER;
 using scene::NONE;
@@ -248,7 +248,7 @@ TEST(BadInputTest, JobThatFailsLeavesItsGoalAsItWas) {
     const std::string director = "-- ProofDirector -- ";
     // What the writer's shell says reaches the user, headed by driver, tool and PO.
     const std::string noFolder = "povrun: driver d, writer $DIR/writer.sh, POs G.1, wrote on "
-                                 "standard error:\n$DIR/writer.sh: 15: cannot create tmp/comp_m_d_0_0.po2: "
+                                 "standard error:\n$DIR/writer.sh: 14: cannot create tmp/comp_m_d_0_0.po2: "
                                  "Directory nonexistent\n";
     check({{"writer crashes", {uses(W, "w", crash)}, job("-"), director + "Writer crashed.\n"},
            {"prover crashes", {uses(P, "p", crash)}, job(""), "Driver prover crashed.\n"},

@@ -27,7 +27,7 @@ TEST(Replay, ProtocolShowsDriversHeadingsAndMarks) {
         s.writePos({{"G0", {settledBy("d1"), settledBy("d1")}},
                     {"G1", {settledBy("d1", "Proved")}},
                     {"G2", {settledBy("d1")}}});
-        faketools::setAnswers(s.tools, "0 0 Proved\n0 1 Disproved\n2 0 Unknown\n");
+        s.setAnswers("0 0 Proved\n0 1 Disproved\n2 0 Unknown\n");
         const bool xml = QString(form) == "xml";
         const testutil::RunResult r = s.run(xml ? QStringList{"-x"} : QStringList{});
         EXPECT_EQ(r.exitCode, 0) << form;
@@ -46,10 +46,10 @@ TEST(Replay, ProtocolShowsDriversHeadingsAndMarks) {
 TEST(Replay, FirstPlayRegistersTheMechanismAndReplayFollowsIt) {
     Scene s;
     s.writeMechanism("always", {"d1", "d2"});
-    faketools::GoalSpec bare;
+    scene::GoalSpec bare;
     bare.hasMechanism = false;
     s.writePos({{"G", {bare, bare, bare}}});
-    faketools::setAnswers(s.tools, "0 0 Proved\n0 1 Unknown\n0 2 Disproved\n");
+    s.setAnswers("0 0 Proved\n0 1 Unknown\n0 2 Disproved\n");
     const testutil::RunResult first = s.run({"--first-play"});
     EXPECT_EQ(first.exitCode, 0);
     EXPECT_EQ(first.err, "");
@@ -75,7 +75,7 @@ TEST(Replay, TraceLevelOneTellsWhatHappens) {
         log.count(QRegularExpression("-- Proof Director -- Thread \\d+ writes entry \\d\\.\n")), 2)
         << traced.err;
     EXPECT_EQ(log.count("-- Proof Director -- Thread "), 4) << "writes and proves, per job";
-    EXPECT_TRUE(log.contains("-- ProofDirector -- Issuing writing command " + s.tools.writer() +
+    EXPECT_TRUE(log.contains("-- ProofDirector -- Issuing writing command " + s.path("writer.sh") +
                              " -a 0 1 -i comp.pog"));
     EXPECT_TRUE(log.endsWith("-- ProofDirector -- Destroyed ProofDirector for component comp\n"));
     EXPECT_EQ(s.run({"-t", "2"}).err.find("ProofDirector"), std::string::npos)
@@ -83,7 +83,7 @@ TEST(Replay, TraceLevelOneTellsWhatHappens) {
 }
 
 TEST(Replay, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
-    std::vector<faketools::GroupSpec> groups;
+    std::vector<scene::GroupSpec> groups;
     for (int g = 0; g < 4; ++g)
         groups.push_back({QStringLiteral("G%1").arg(g), {10, settledBy("d")}});
     for (const char* input : {"stdin", "file"}) {
@@ -94,12 +94,12 @@ TEST(Replay, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
             s.drivers[0].input = input;
             s.writeMechanism();
             s.writePos(groups);
-            faketools::setAnswers(s.tools, "1 3 Disproved\n2 5 Unknown\n3 9 garbage\n");
+            s.setAnswers("1 3 Disproved\n2 5 Unknown\n3 9 garbage\n");
             const testutil::RunResult r = s.run({"-c", levels[run]});
             EXPECT_EQ(r.exitCode, 0) << input << " -c " << levels[run];
             EXPECT_EQ(r.err, "");
             results[run] = s.state(POS);
-            const QStringList calls = QString::fromUtf8(testutil::readFile(s.tools.writerLog()))
+            const QStringList calls = QString::fromUtf8(testutil::readFile(s.writerLog()))
                                           .split('\n', Qt::SkipEmptyParts);
             EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 40) << "each job once";
             EXPECT_EQ(calls.size(), 40) << input << " -c " << levels[run];

@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-using faketools::GoalSpec;
+using scene::GoalSpec;
 using scene::POS;
 using scene::Scene;
 
@@ -71,7 +71,7 @@ TEST(Director, ReplayGivesOnlySettlingDrivers) {
 
 // A failed load after a good one must leave nothing that a save could write over the file.
 TEST(Director, LoadThatFailsLeavesNothingToSave) {
-    const QByteArray garbage = faketools::posXml("m", {{"G", {open}}}).chopped(30);
+    const QByteArray garbage = scene::posXml("m", {{"G", {open}}}).chopped(30);
     for (const bool firstPlay : {false, true}) {
         Scene s;
         auto director = s.director();
@@ -128,14 +128,14 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     Scene s;
     s.writeMechanism("redundancy", {"d1", "d2"});
     s.writePos({{"G", {unregistered("Unproved"), unregistered("Unproved")}}});
-    faketools::setAnswers(s.tools, "0 0 Disproved\n");
+    s.setAnswers("0 0 Disproved\n");
     auto director = s.director();
     const std::string out = scene::capturedStdout([&] { director->play(); });
     EXPECT_EQ(out, "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
                    "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
     EXPECT_EQ(s.goalStatus(0, 0), "Disproved");
     EXPECT_EQ(s.goalStatus(0, 1), "Proved");
-    EXPECT_EQ(testutil::readFile(s.tools.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
+    EXPECT_EQ(testutil::readFile(s.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
 }
 
 TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
@@ -173,17 +173,17 @@ TEST(Director, FailedJobsAreListedAsErrors) {
     const QByteArray crash = "cat >/dev/null; kill -SEGV $$\n";
     const struct {
         const char* name;
-        QString faketools::DriverSpec::*tool;
+        QString scene::DriverSpec::*tool;
         QByteArray script;
         QString error;
     } rows[] = {
-        {"writer crashes", &faketools::DriverSpec::writer, crash,
+        {"writer crashes", &scene::DriverSpec::writer, crash,
          "Secondary proof obligation generation for driver d crashed."},
-        {"writer writes nothing", &faketools::DriverSpec::writer, "exit 0\n",
+        {"writer writes nothing", &scene::DriverSpec::writer, "exit 0\n",
          "Secondary proof obligation for driver d not found in file $PO2."},
-        {"prover crashes", &faketools::DriverSpec::prover, crash, "Driver d prover crashed."},
-        {"reader crashes", &faketools::DriverSpec::reader, crash, "Driver d reader crashed."},
-        {"reader answers twice", &faketools::DriverSpec::reader,
+        {"prover crashes", &scene::DriverSpec::prover, crash, "Driver d prover crashed."},
+        {"reader crashes", &scene::DriverSpec::reader, crash, "Driver d reader crashed."},
+        {"reader answers twice", &scene::DriverSpec::reader,
          "cat >/dev/null; echo Proved; echo Proved\n",
          "Unexpected number of results from driver d reader."},
     };
@@ -293,7 +293,7 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     EXPECT_EQ(scene::capturedStdout([&] { director->replay(); }),
               "\tProof driver d, still 3 unproved PO\n\t\tA\n\t\t\t\n\t\tB\n\t\t\t-model:\nx = "
               "1\ny = 2\n\n\n\n");
-    EXPECT_EQ(testutil::readFile(s.tools.writerLog()),
+    EXPECT_EQ(testutil::readFile(s.writerLog()),
               "-a 0 1 -i " + s.path("comp.pog").toUtf8() + " -o " +
                   s.path("tmp/comp_m_d_0.po2").toUtf8() + " -m\n");
     const QByteArray saved = s.state(POS);
@@ -319,7 +319,7 @@ TEST(Director, StageWorkersHandOutEveryJobOnce) {
             t.join();
     };
     inThreeThreads([](ProofDirector& director) { director.writeJob(); });
-    const QStringList calls = QString::fromUtf8(testutil::readFile(s.tools.writerLog()))
+    const QStringList calls = QString::fromUtf8(testutil::readFile(s.writerLog()))
                                   .split('\n', Qt::SkipEmptyParts);
     EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 7);
     EXPECT_EQ(calls.size(), 7);

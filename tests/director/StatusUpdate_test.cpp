@@ -68,7 +68,7 @@ TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
     for (const auto& row : rows) {
         scene::Scene s;
         s.writeMechanism(row.trust, {"d1", "d2"});
-        faketools::GoalSpec goal;
+        scene::GoalSpec goal;
         goal.drivers = {{"d1", "Proved"}, {"d2", "Disproved"}};
         s.writePos({{"G", {goal}}});
         auto director = s.director();
