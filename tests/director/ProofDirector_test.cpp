@@ -6,9 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSet>
 #include <gtest/gtest.h>
-#include <thread>
 
 using scene::GoalSpec;
 using scene::POS;
@@ -17,26 +15,21 @@ using scene::Scene;
 namespace {
 
 GoalSpec goal(const QString& status, const QString& mechanismStatus,
-              std::vector<std::pair<QString, QString>> drivers) {
+              std::vector<std::pair<QString, QString>> drivers, bool hasMechanism = true) {
     GoalSpec g;
     g.status = status;
     g.mechanismStatus = mechanismStatus;
     g.drivers = std::move(drivers);
+    g.hasMechanism = hasMechanism;
     return g;
 }
 
 GoalSpec unregistered(const QString& status) {
-    GoalSpec g = goal(status, "Unproved", {});
-    g.hasMechanism = false;
-    return g;
+    return goal(status, "Unproved", {}, false);
 }
 
 const GoalSpec settled = scene::settledBy("d");
 const GoalSpec open = goal("Unproved", "Unproved", {});
-
-QString goalStatusOf(const ProofDirector::po_data_t& po) {
-    return po.element.parentNode().toElement().attribute("status");
-}
 
 } // namespace
 
@@ -46,13 +39,12 @@ TEST(Director, ReplayGivesOnlySettlingDrivers) {
         GoalSpec goal;
         QStringList expected;
     } rows[] = {
-        {"unproved goal and mechanism",
-         goal("Unproved", "Unproved",
-              {{"d1", "Proved"}, {"d2", "Disproved"}, {"d3", "Unproved"}, {"d4", "Unknown"}}),
-         {"d1", "d2"}},
+        // clang-format off
+        {"unproved goal and mechanism", goal("Unproved", "Unproved", {{"d1", "Proved"}, {"d2", "Disproved"}, {"d3", "Unproved"}, {"d4", "Unknown"}}), {"d1", "d2"}},
         {"goal proved", goal("Proved", "Unproved", {{"d1", "Proved"}}), {}},
         {"mechanism unknown", goal("Unproved", "Unknown", {{"d1", "Disproved"}}), {}},
         {"driver unreliably proved", goal("Unproved", "Unproved", {{"d1", "UnreliablyProved"}}), {}},
+        // clang-format on
     };
     Scene s;
     s.writeMechanism("never", {"d1", "d2", "d3", "d4"});
@@ -75,51 +67,12 @@ TEST(Director, LoadThatFailsLeavesNothingToSave) {
     for (const bool firstPlay : {false, true}) {
         Scene s;
         auto director = s.director();
-        const auto load = [&] {
-            return firstPlay ? director->loadPosFile() : director->reloadPosFile();
-        };
         ASSERT_TRUE(director->reloadPosFile()) << firstPlay;
         s.put(POS, garbage);
-        EXPECT_FALSE(load()) << firstPlay;
-        EXPECT_TRUE(director->getPoTable().empty()) << firstPlay;
-        EXPECT_TRUE(director->getDocument().isNull()) << firstPlay;
+        EXPECT_FALSE(firstPlay ? director->loadPosFile() : director->reloadPosFile()) << firstPlay;
+        EXPECT_TRUE(director->getPoTable().empty() && director->getDocument().isNull());
         EXPECT_FALSE(director->savePosFile()) << firstPlay;
         EXPECT_EQ(s.state(POS), garbage) << firstPlay;
-    }
-    Scene s;
-    auto director = s.director();
-    s.put(POS, scene::NONE);
-    EXPECT_FALSE(director->reloadPosFile()) << "missing file";
-    s.writePos({{"G", {settled, unregistered("Unproved")}}});
-    EXPECT_FALSE(director->reloadPosFile()) << "a goal without the mechanism";
-}
-
-TEST(Director, FirstPlayRegistersTheMechanismWhereItIsMissing) {
-    const QStringList all = {"d1", "d2"};
-    for (const char* trust : {"never", "redundancy"}) {
-        Scene s;
-        s.writeMechanism(trust, all);
-        s.writePos({{"G",
-                     {unregistered("Unproved"), unregistered("Unknown"), unregistered("Proved"),
-                      unregistered("UnreliablyProved"), goal("Unproved", "Unproved", {{"d1", "Unproved"}})}}});
-        auto director = s.director();
-        ASSERT_TRUE(director->loadPosFile()) << trust;
-        const auto& goals = director->getPoTable().at(0).second;
-        const bool redundancy = QString(trust) == "redundancy";
-        const std::vector<QStringList> drivers = {all, all, {}, redundancy ? all : QStringList(),
-                                                  {"d1"}};
-        const std::vector<pos::status_t> statuses = {
-            pos::UNPROVED, pos::UNPROVED, pos::PROVED,
-            redundancy ? pos::UNPROVED : pos::UNRELIABLY_PROVED, pos::UNPROVED};
-        for (std::size_t i = 0; i < goals.size(); ++i) {
-            EXPECT_EQ(goals[i].drivers, drivers.at(i)) << trust << " goal " << i;
-            EXPECT_EQ(goals[i].status, statuses.at(i)) << trust << " goal " << i;
-        }
-        EXPECT_EQ(goalStatusOf(goals[1]), "Unproved") << "an unknown goal is reset";
-        EXPECT_EQ(goals[2].element.lastChildElement("Driver").attribute("name"), "d2");
-        EXPECT_EQ(director->getUnprovedCount(), 2u);
-        ASSERT_TRUE(director->savePosFile());
-        EXPECT_FALSE(s.director()->loadPosFile()) << "nothing left to register";
     }
 }
 
@@ -144,13 +97,11 @@ TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
         std::string filter;
         bool fastOnly;
         std::string drivers; // drivers whose heading is printed
-    } rows[] = {
-        {"everything", "", false, "slow fast"},
-        {"filter", "slow", false, "slow"},
-        {"unknown driver", "none", false, ""},
-        {"fast only", "", true, "fast"},
-        {"fast only and a slow driver", "slow", true, ""},
-    };
+    } rows[] = {{"everything", "", false, "slow fast"},
+                {"filter", "slow", false, "slow"},
+                {"unknown driver", "none", false, ""},
+                {"fast only", "", true, "fast"},
+                {"fast only and a slow driver", "slow", true, ""}};
     for (const auto& row : rows) {
         Scene s;
         s.drivers = {s.driver("slow"), s.driver("fast")};
@@ -171,21 +122,20 @@ TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
 
 TEST(Director, FailedJobsAreListedAsErrors) {
     const QByteArray crash = "cat >/dev/null; kill -SEGV $$\n";
+    using scene::DriverSpec;
     const struct {
         const char* name;
-        QString scene::DriverSpec::*tool;
+        QString DriverSpec::*tool;
         QByteArray script;
         QString error;
     } rows[] = {
-        {"writer crashes", &scene::DriverSpec::writer, crash,
-         "Secondary proof obligation generation for driver d crashed."},
-        {"writer writes nothing", &scene::DriverSpec::writer, "exit 0\n",
-         "Secondary proof obligation for driver d not found in file $PO2."},
-        {"prover crashes", &scene::DriverSpec::prover, crash, "Driver d prover crashed."},
-        {"reader crashes", &scene::DriverSpec::reader, crash, "Driver d reader crashed."},
-        {"reader answers twice", &scene::DriverSpec::reader,
-         "cat >/dev/null; echo Proved; echo Proved\n",
-         "Unexpected number of results from driver d reader."},
+        // clang-format off
+        {"writer crashes", &DriverSpec::writer, crash, "Secondary proof obligation generation for driver d crashed."},
+        {"writer writes nothing", &DriverSpec::writer, "exit 0\n", "Secondary proof obligation for driver d not found in file $PO2."},
+        {"prover crashes", &DriverSpec::prover, crash, "Driver d prover crashed."},
+        {"reader crashes", &DriverSpec::reader, crash, "Driver d reader crashed."},
+        {"reader answers twice", &DriverSpec::reader, "cat >/dev/null; echo Proved; echo Proved\n", "Unexpected number of results from driver d reader."},
+        // clang-format on
     };
     for (const auto& row : rows) {
         Scene s;
@@ -299,34 +249,6 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     const QByteArray saved = s.state(POS);
     EXPECT_TRUE(saved.contains("author=\"proof_director\"")) << "saved although unchanged";
     EXPECT_FALSE(saved.contains("Disproved"));
-}
-
-TEST(Director, StageWorkersHandOutEveryJobOnce) {
-    Scene s;
-    s.writePos({{"G", std::vector<GoalSpec>(7, settled)}});
-    const auto inThreeThreads = [&](auto body) {
-        auto director = s.director();
-        EXPECT_TRUE(director->reloadPosFile());
-        director->setDriver(director->getMechanism().drivers.at(0));
-        ProofDirector::selection_t selection;
-        director->selectForDriver(selection);
-        director->produceWriterData(s.path("tmp"), "comp.pog", selection);
-        director->produceProverData();
-        std::vector<std::thread> threads;
-        for (int n = 0; n < 3; ++n)
-            threads.emplace_back([&] { body(*director); });
-        for (std::thread& t : threads)
-            t.join();
-    };
-    inThreeThreads([](ProofDirector& director) { director.writeJob(); });
-    const QStringList calls = QString::fromUtf8(testutil::readFile(s.writerLog()))
-                                  .split('\n', Qt::SkipEmptyParts);
-    EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 7);
-    EXPECT_EQ(calls.size(), 7);
-    const std::string marks = scene::capturedStdout(
-        [&] { inThreeThreads([](ProofDirector& director) { director.proveJob(); }); });
-    EXPECT_EQ(marks, "\t\tG\n\t\t\t+++++++");
-    EXPECT_EQ(s.state(POS).count("status=\"Proved\""), 7 * 3);
 }
 
 TEST(Director, SavingKeepsTheUsersFile) {
