@@ -9,7 +9,6 @@
 #include <QFileInfo>
 #include <functional>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace {
 
@@ -24,7 +23,6 @@ const std::string DRIVER = PROVING + "\tProof driver d, still 1 unproved PO\n";
 const std::string POS_ERROR = PROVING + "Error comp .pos\n";
 const std::string NOT_READABLE = "ErrorFile not readable pos/comp.pos\n";
 const std::string NOT_FOUND = "-- ProofDirector -- Secondary po tmp/comp_m_d_0_0.po2 not found.\n";
-const Mode::Permissions READ_AND_RUN = Mode::ReadOwner | Mode::ExeOwner, NO_ACCESS = {};
 
 std::string report(int proved, int unproved) {
     const std::string p = std::to_string(proved);
@@ -41,7 +39,6 @@ std::string job(const std::string& mark, int proved = 0) {
 
 // The shared scene, with what a case does to it before the run.
 struct Scene : scene::Scene {
-    QString locked; // for the run, a file unreadable, a folder read-only
     int timeoutMs = 5000;
 };
 
@@ -56,15 +53,12 @@ Spoil edits(const QString& name, const QByteArray& from, const QByteArray& to) {
 Spoil adds(const QStringList& options) {
     return [=](Scene& s) { s.options += options; };
 }
-Spoil locks(const QString& name) {
-    return [=](Scene& s) { s.locked = name; };
-}
 // Tool `which` of driver d becomes `path`, made an executable file of `bytes` if given.
 Spoil uses(QString DriverSpec::*which, const QString& path, const QByteArray& bytes = {}) {
     return [=](Scene& s) {
         if (!bytes.isNull()) {
             s.put(path, bytes);
-            QFile::setPermissions(s.path(path), READ_AND_RUN);
+            QFile::setPermissions(s.path(path), Mode::ReadOwner | Mode::ExeOwner);
         }
         s.drivers[0].*which = path;
         s.writeMechanism();
@@ -99,13 +93,7 @@ void check(const std::vector<Case>& cases) {
         const QStringList beside = QDir(s.path("pos")).entryList(all);
         const QByteArray bytes = s.state(POS);
         const Mode::Permissions mode = QFileInfo(s.path(POS)).permissions();
-        const QFileInfo locked(s.path(s.locked));
-        const Mode::Permissions unlocked = locked.permissions();
-        if (!s.locked.isEmpty())
-            QFile::setPermissions(locked.filePath(), locked.isDir() ? READ_AND_RUN : NO_ACCESS);
         const testutil::RunResult r = s.run({}, s.timeoutMs);
-        if (!s.locked.isEmpty())
-            QFile::setPermissions(locked.filePath(), unlocked);
         EXPECT_FALSE(r.crashed || r.timedOut) << c.name;
         const int status =
             c.status >= 0 ? c.status : c.out.find("End of proof") == std::string::npos;
@@ -204,13 +192,6 @@ TEST(BadInputTest, JobThatFailsLeavesItsGoalAsItWas) {
            {"prover prints garbage", {uses(P, "p", sh + "printf 'x\\n\\377\\n\\n\\376z\\n'")},
             job(""), "Unexpected number of results. Expected: 1 Found: 4\n"},
            {"temporary folder missing", {puts("tmp", NONE)}, job("-"), noFolder + NOT_FOUND}});
-}
-
-TEST(BadInputTest, FilesAndFoldersWithoutPermissionActLikeMissingOnes) {
-    if (geteuid() == 0)
-        GTEST_SKIP() << "running as root, who reads and writes whatever the modes say";
-    check({{"status file unreadable", {locks(POS)}, POS_ERROR + NOT_READABLE + report(0, 0)},
-           {"temporary folder read-only", {locks("tmp")}, job("-"), NOT_FOUND}});
 }
 
 // povrun feeds a writer, and a prover with input="file", nothing: both must see the end of
