@@ -7,55 +7,18 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QThread>
 #include <QUuid>
 #include <csignal>
 #include <cstring>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <random>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using scene::POS;
 
 namespace {
-
-// Starts povrun in `workDir` with outputs thrown away and `mark` in the environment of it
-// and every tool it starts; SIGINT and SIGHUP get their default action back, since povrun
-// keeps a signal ignored when it starts ignored (a background job of a script). -1 on failure.
-pid_t spawnPovrun(const QStringList& args, const QString& workDir, const QByteArray& mark) {
-    qputenv("POVRUN_TEST_MARK", mark);
-    std::vector<std::string> words{POVRUN_BIN};
-    for (const QString& arg : args)
-        words.push_back(arg.toStdString());
-    std::vector<char*> argv;
-    for (std::string& word : words)
-        argv.push_back(word.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addchdir_np(&actions, workDir.toLocal8Bit().constData());
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t restored;
-    sigemptyset(&restored);
-    sigaddset(&restored, SIGINT);
-    sigaddset(&restored, SIGHUP);
-    posix_spawnattr_setsigdefault(&attributes, &restored);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    pid_t pid = -1;
-    if (posix_spawn(&pid, POVRUN_BIN, &actions, &attributes, argv.data(), environ) != 0)
-        pid = -1;
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    qunsetenv("POVRUN_TEST_MARK");
-    return pid;
-}
 
 // Pids of the live processes (zombies do not count) whose environment holds `mark`.
 QStringList processesMarkedWith(const QByteArray& mark) {
@@ -97,17 +60,6 @@ struct Component : scene::Scene {
     }
 };
 
-// The wait status of `pid`, killed when it has not ended after `ms`.
-int waitUpTo(pid_t pid, int ms) {
-    int status = 0;
-    for (int waited = 0; waitpid(pid, &status, WNOHANG) == 0; waited += 10) {
-        if (waited >= ms)
-            ::kill(pid, SIGKILL);
-        QThread::msleep(10);
-    }
-    return status;
-}
-
 // Tools ended by povrun may still be in the kernel's hands for a moment.
 QStringList markedAfterSettling(const QByteArray& mark) {
     QStringList left = processesMarkedWith(mark);
@@ -125,27 +77,32 @@ QStringList terminationTrial(int signal) {
     const int groups = 4, goals = 75;
     const Component component(groups, goals);
     const QByteArray mark = QUuid::createUuid().toByteArray(QUuid::WithoutBraces);
-    const pid_t povrun = spawnPovrun(component.options + QStringList{"-c", "4"},
-                                     component.dir.path(), mark);
+    // The mark is in the environment of povrun and of every tool it starts.
+    QProcess povrun;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("POVRUN_TEST_MARK", mark);
+    povrun.setProcessEnvironment(environment);
+    povrun.setWorkingDirectory(component.dir.path());
+    povrun.setStandardOutputFile(QProcess::nullDevice());
+    povrun.setStandardErrorFile(QProcess::nullDevice());
+    povrun.start(POVRUN_BIN, component.options + QStringList{"-c", "4"});
     QElapsedTimer waited; // until the first save
     waited.start();
-    while (povrun > 0 && !component.state(POS).contains("proof_director")) {
-        if (waited.elapsed() > 30000 || waitpid(povrun, nullptr, WNOHANG) != 0)
+    while (!component.state(POS).contains("proof_director")) {
+        if (waited.elapsed() > 30000 || povrun.waitForFinished(5))
             return {"no save before the signal"};
-        QThread::msleep(5);
     }
     QThread::msleep(static_cast<unsigned long>(randomBetween(0, 400)));
-    QElapsedTimer stopping;
-    stopping.start();
-    ::kill(povrun, signal);
-    const int status = waitUpTo(povrun, 10000);
+    ::kill(static_cast<pid_t>(povrun.processId()), signal);
     QStringList faults;
-    if (stopping.elapsed() > 3000)
-        faults << QStringLiteral("took %1 ms to stop").arg(stopping.elapsed());
-    const bool expectedEnd = signal == SIGTERM ? WIFEXITED(status) && WEXITSTATUS(status) == 1
-                                               : WIFSIGNALED(status) && WTERMSIG(status) == signal;
-    if (!expectedEnd)
-        faults << QStringLiteral("wait status %1").arg(status);
+    if (!povrun.waitForFinished(3000))
+        faults << "took more than 3 s to stop";
+    povrun.kill();
+    povrun.waitForFinished();
+    const bool expectedEnd = signal == SIGTERM ? povrun.exitStatus() == QProcess::NormalExit
+                                               : povrun.exitStatus() == QProcess::CrashExit;
+    if (!expectedEnd || povrun.exitCode() != (signal == SIGTERM ? 1 : signal))
+        faults << QStringLiteral("exit status %1, code %2").arg(povrun.exitStatus()).arg(povrun.exitCode());
     const QDomDocument doc = pos::documentOfFile(component.path(POS));
     if (doc.isNull()) {
         faults << "the status file does not parse";
@@ -168,6 +125,9 @@ QStringList terminationTrial(int signal) {
 } // namespace
 
 TEST(Chaos, TerminationAtRandomMomentsLeavesNothingBehind) {
+    // povrun keeps a signal ignored when it starts ignored (a background job of a script).
+    signal(SIGINT, SIG_DFL);
+    signal(SIGHUP, SIG_DFL);
     const int trials = qEnvironmentVariableIsSet("CHAOS_TRIALS")
                            ? qEnvironmentVariableIntValue("CHAOS_TRIALS") : 21;
     const int stopSignals[] = {SIGTERM, SIGINT, SIGHUP};
