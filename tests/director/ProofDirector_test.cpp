@@ -89,6 +89,9 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     EXPECT_EQ(s.goalStatus(0, 0), "Disproved");
     EXPECT_EQ(s.goalStatus(0, 1), "Proved");
     EXPECT_EQ(testutil::readFile(s.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
+    s.writePos({{"G", {unregistered("Proved")}}});
+    scene::capturedStdout([&] { s.director()->play(); });
+    EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
 }
 
 TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {

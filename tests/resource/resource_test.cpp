@@ -121,7 +121,6 @@ TEST_F(ResourceTest, SetWithoutFilesGoesToTheDefaultUserFileWrittenOnlyOnSave) {
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(testutil::readFile(user->name->chars),
               "ZDR*Proof*writer: /bin/w2\nZDR*Proof*reader: /bin/r\n");
-
 }
 
 TEST_F(ResourceTest, DeletingToolsAndResourcesRemovesTheirLines) {
