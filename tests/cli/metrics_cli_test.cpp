@@ -21,7 +21,6 @@ TEST(MetricsCli, DirectoryModeEndsWithTheReportOrStopsAtAMechanismItCannotPlay) 
         int exitCode;
         std::string out, err;
     } rows[] = {
-        {"no mechanism", pos.arg("Unknown", ""), false, 0, "End of proof\n\n" + total + "\n", ""},
         {"no mechanism, xml", pos.arg("Unknown", ""), true, 0,
          "<proof>\n\n<proofResult>\n\n<total>" + total + "</total>\n</proofResult>\n</proof>\n",
          ""},

@@ -5,26 +5,45 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <fcntl.h>
 #include <iostream>
-#include <signal.h>
-#include <spawn.h>
 #include <sstream>
-#include <unistd.h>
 
 namespace scene {
 
 const QString POS = QStringLiteral("pos/comp.pos");
 const QByteArray FOLDER = "(folder)", NONE = "(none)";
 
-faketools::GoalSpec settledBy(const QString& driver, const QString& goalStatus) {
-    faketools::GoalSpec goal;
+GoalSpec settledBy(const QString& driver, const QString& goalStatus) {
+    GoalSpec goal;
     goal.status = goalStatus;
     goal.drivers = {{driver, "Proved"}};
     return goal;
 }
 
 Scene::Scene() {
+    testutil::writeScript(path("writer.sh"), R"(echo "$@" >> "$(dirname "$0")/writer.log"
+out=""
+pairs=""
+while [ $# -gt 0 ]; do
+  case "$1" in
+    -a) pairs="$pairs$2 $3
+"; shift 3;;
+    -o) out="$2"; shift 2;;
+    -i) shift 2;;
+    *) shift;;
+  esac
+done
+printf '%s' "$pairs" > "$out"
+)");
+    testutil::writeScript(path("prover.sh"),
+                          R"(if [ $# -gt 0 ] && [ -f "$1" ]; then cat "$1"; else cat; fi
+)");
+    testutil::writeScript(path("reader.sh"), R"(while read g p; do
+  a=$(grep "^$g $p " "$(dirname "$0")/answers" 2>/dev/null | head -n 1 | cut -d' ' -f3-)
+  echo "${a:-Proved}"
+done
+)");
+    drivers = {driver("d")};
     for (const char* folder : {"tmp", "pos"})
         put(folder, FOLDER);
     put("comp.pog", "");
@@ -32,8 +51,8 @@ Scene::Scene() {
     writePos({{"G", {settledBy("d")}}});
 }
 
-faketools::DriverSpec Scene::driver(const QString& name) const {
-    return {name, "none", tools.writer(), tools.prover(), tools.reader()};
+DriverSpec Scene::driver(const QString& name) const {
+    return {name, "none", path("writer.sh"), path("prover.sh"), path("reader.sh")};
 }
 
 QByteArray Scene::state(const QString& name) const {
@@ -51,7 +70,7 @@ void Scene::put(const QString& name, const QByteArray& what) const {
 }
 
 void Scene::writeMechanism() const {
-    put("m.xml", faketools::mechanismXml(trust, drivers));
+    put("m.xml", mechanismXml(trust, drivers));
 }
 
 void Scene::writeMechanism(const QString& newTrust, const QStringList& driverNames) {
@@ -62,8 +81,8 @@ void Scene::writeMechanism(const QString& newTrust, const QStringList& driverNam
     writeMechanism();
 }
 
-void Scene::writePos(const std::vector<faketools::GroupSpec>& groups) const {
-    put(POS, faketools::posXml("m", groups));
+void Scene::writePos(const std::vector<GroupSpec>& groups) const {
+    put(POS, posXml("m", groups));
 }
 
 testutil::RunResult Scene::run(const QStringList& extra, int timeoutMs) const {
@@ -94,64 +113,54 @@ QStringList Scene::leftInTmp() const {
     return QDir(path("tmp")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
 }
 
+QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers) {
+    QString xml = QStringLiteral("<mechanism trust=\"%1\">\n").arg(trust);
+    for (const DriverSpec& d : drivers) {
+        const QString fileParam =
+            d.input == "file" ? QStringLiteral("<param value=\"${file}\"/>") : QString();
+        xml += QStringLiteral("  <driver name=\"%1\" group=\"%2\"%8>\n"
+                              "    <writer name=\"w\" path=\"%3\"/>\n"
+                              "    <prover name=\"p\" path=\"%4\" input=\"%5\">%6</prover>\n"
+                              "    <reader name=\"r\" path=\"%7\"/>\n"
+                              "  </driver>\n")
+                   .arg(d.name, d.group, d.writer, d.prover, d.input, fileParam, d.reader,
+                        d.fast ? QStringLiteral(" fast=\"true\"") : QString());
+    }
+    xml += "</mechanism>\n";
+    return xml.toUtf8();
+}
+
+QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups) {
+    QString xml =
+        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n");
+    for (const GroupSpec& group : groups) {
+        xml += QStringLiteral("  <Proof_Obligation>\n    <Tag>%1</Tag>\n").arg(group.first);
+        for (const GoalSpec& goal : group.second) {
+            xml += QStringLiteral("    <Simple_Goal status=\"%1\">\n"
+                                  "      <Proof_State proofState=\"%2\"/>\n")
+                       .arg(goal.status, goal.proofState);
+            if (goal.hasMechanism) {
+                xml += QStringLiteral("      <Mechanism name=\"%1\" status=\"%2\">\n")
+                           .arg(mechanism, goal.mechanismStatus);
+                for (const auto& d : goal.drivers)
+                    xml += QStringLiteral("        <Driver name=\"%1\" status=\"%2\"/>\n")
+                               .arg(d.first, d.second);
+                xml += "      </Mechanism>\n";
+            }
+            xml += "    </Simple_Goal>\n";
+        }
+        xml += "  </Proof_Obligation>\n";
+    }
+    xml += "</Proof_Obligations>\n";
+    return xml.toUtf8();
+}
+
 std::string capturedStdout(const std::function<void()>& action) {
     std::ostringstream out;
     std::streambuf* const saved = std::cout.rdbuf(out.rdbuf());
     action();
     std::cout.rdbuf(saved);
     return out.str();
-}
-
-pid_t spawnPovrun(const QStringList& args, const QString& workDir, const QByteArray& mark) {
-    std::vector<std::string> words{POVRUN_BIN};
-    for (const QString& arg : args)
-        words.push_back(arg.toStdString());
-    std::vector<std::string> environment{"POVRUN_TEST_MARK=" + mark.toStdString()};
-    for (char** variable = environ; *variable != nullptr; ++variable)
-        environment.emplace_back(*variable);
-    const auto pointers = [](std::vector<std::string>& strings) {
-        std::vector<char*> result;
-        for (std::string& s : strings)
-            result.push_back(s.data());
-        result.push_back(nullptr);
-        return result;
-    };
-    std::vector<char*> argv = pointers(words), envp = pointers(environment);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addchdir_np(&actions, workDir.toLocal8Bit().constData());
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t restored;
-    sigemptyset(&restored);
-    sigaddset(&restored, SIGINT);
-    sigaddset(&restored, SIGHUP);
-    posix_spawnattr_setsigdefault(&attributes, &restored);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    pid_t pid = -1;
-    if (posix_spawn(&pid, POVRUN_BIN, &actions, &attributes, argv.data(), envp.data()) != 0)
-        pid = -1;
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    return pid;
-}
-
-QStringList processesMarkedWith(const QByteArray& mark) {
-    QStringList found;
-    const QByteArray needle = "POVRUN_TEST_MARK=" + mark;
-    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
-        if (pid.toInt() <= 0)
-            continue;
-        const QByteArray stat = testutil::readFile("/proc/" + pid + "/stat");
-        const int afterName = stat.lastIndexOf(')');
-        if (afterName < 0 || stat.mid(afterName + 2, 1) == "Z")
-            continue;
-        if (testutil::readFile("/proc/" + pid + "/environ").split('\0').contains(needle))
-            found << pid;
-    }
-    return found;
 }
 
 } // namespace scene

@@ -3,8 +3,13 @@
 // holding the fake tools, m.xml (mechanism m, trust "always", driver d), an empty comp.pog,
 // an empty tmp folder and pos/comp.pos, alone in its folder, where d had proved the one
 // goal of group G. Runs of povrun use the folder as current folder and relative names.
+// The fake tools:
+//   writer.sh  logs its arguments to writer.log and writes the "-a" pairs it received,
+//              one "g p" line each, into its "-o" file;
+//   prover.sh  copies its input (the file named as first argument, else standard input);
+//   reader.sh  answers one line per "g p" line read: the answer listed for that pair in
+//              the file "answers" ("g p ANSWER" lines), else "Proved".
 
-#include "common/faketools.h"
 #include "common/testutil.h"
 #include "director/ProofDirector.h"
 
@@ -13,34 +18,64 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <sys/types.h>
+#include <utility>
+#include <vector>
 
 namespace scene {
 
-extern const QString POS;                 // "pos/comp.pos"
-extern const QByteArray FOLDER, NONE;     // what state() says of a folder or of nothing
+extern const QString POS;             // "pos/comp.pos"
+extern const QByteArray FOLDER, NONE; // what state() says of a folder or of nothing
+
+struct DriverSpec {
+    QString name;
+    QString group = QStringLiteral("none");
+    QString writer; // paths of the tools
+    QString prover;
+    QString reader;
+    QString input = QStringLiteral("stdin");
+    bool fast = false;
+};
+
+// A mechanism file with the given trust and drivers; prover and reader get "${file}" as
+// their one parameter when input is "file".
+QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers);
+
+// One goal of a .pos file: its status, its proof state, and its element for the
+// mechanism (status and drivers); hasMechanism false leaves the element out.
+struct GoalSpec {
+    QString status = QStringLiteral("Unproved");
+    QString proofState = QStringLiteral("Unproved");
+    bool hasMechanism = true;
+    QString mechanismStatus = QStringLiteral("Unproved");
+    std::vector<std::pair<QString, QString>> drivers; // name, status
+};
+using GroupSpec = std::pair<QString, std::vector<GoalSpec>>;
+
+QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups);
 
 // A goal the mechanism's driver `driver` had proved: a replay gives it that driver again.
-faketools::GoalSpec settledBy(const QString& driver, const QString& goalStatus = "Unproved");
+GoalSpec settledBy(const QString& driver, const QString& goalStatus = "Unproved");
 
 struct Scene {
     QTemporaryDir dir;
-    faketools::ToolSet tools = faketools::writeTools(dir.path());
     QString trust = QStringLiteral("always");
-    std::vector<faketools::DriverSpec> drivers = {driver("d")};
+    std::vector<DriverSpec> drivers;
     QStringList options = {"-s", POS, "-p", "comp.pog", "-d", "tmp", "-m", "m.xml"};
 
     Scene();
     QString path(const QString& name) const { return dir.filePath(name); }
+    QString writerLog() const { return path("writer.log"); }
+    // The reader's answers, "g p ANSWER" lines.
+    void setAnswers(const QByteArray& answers) const { put("answers", answers); }
     // A driver named `name` on the fake tools.
-    faketools::DriverSpec driver(const QString& name) const;
+    DriverSpec driver(const QString& name) const;
     // What stands at a path: the file's bytes, FOLDER or NONE; put() makes it so.
     QByteArray state(const QString& name) const;
     void put(const QString& name, const QByteArray& what) const;
     // Writes m.xml from trust and drivers; the second form first sets them.
     void writeMechanism() const;
     void writeMechanism(const QString& newTrust, const QStringList& driverNames);
-    void writePos(const std::vector<faketools::GroupSpec>& groups) const;
+    void writePos(const std::vector<GroupSpec>& groups) const;
 
     // Runs povrun in the folder with options + extra.
     testutil::RunResult run(const QStringList& extra = {}, int timeoutMs = 60000) const;
@@ -55,13 +90,5 @@ struct Scene {
 
 // What `action` wrote on std::cout.
 std::string capturedStdout(const std::function<void()>& action);
-
-// Starts povrun in `workDir` with outputs thrown away and `mark` in the environment of it
-// and every tool it starts; SIGINT and SIGHUP get their default action back, since povrun
-// keeps a signal ignored when it starts ignored (a background job of a script). -1 on failure.
-pid_t spawnPovrun(const QStringList& args, const QString& workDir, const QByteArray& mark);
-
-// Pids of the live processes (zombies do not count) whose environment holds `mark`.
-QStringList processesMarkedWith(const QByteArray& mark);
 
 } // namespace scene

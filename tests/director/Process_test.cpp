@@ -48,8 +48,7 @@ TEST_F(ProcessTest, OutputLargerThanAPipeIsReadWhileTheToolsRun) {
     const auto reader = script("r", "cat\nhead -c 70000 /dev/zero >&2\n");
     process::pipeline_t run;
     ASSERT_TRUE(process::runPipeline(prover, QString(), reader, registry, run));
-    EXPECT_TRUE(run.prover.started && run.reader.started);
-    EXPECT_FALSE(run.prover.crashed || run.reader.crashed);
+    EXPECT_TRUE(run.prover.started && run.reader.started && !run.prover.crashed && !run.reader.crashed);
     EXPECT_EQ(run.output, QByteArray(1000000, 'a'));
     // Standard error is kept up to a limit and counted beyond it.
     EXPECT_EQ(run.prover.errors, QByteArray(process::ERRORS_KEPT, 'e'));
@@ -69,20 +68,16 @@ TEST_F(ProcessTest, EndsOfToolsAreReportedAsTheyHappened) {
     ASSERT_TRUE(process::runPipeline(script("small", "echo x\n"), QString(), quiet, registry, run));
     EXPECT_EQ(run.reader.code, 3);
     ASSERT_TRUE(process::runPipeline(talker, QString(), quiet, registry, run));
-    EXPECT_TRUE(run.prover.crashed);
-    EXPECT_EQ(run.prover.signal, SIGPIPE);
+    EXPECT_TRUE(run.prover.crashed && run.prover.signal == SIGPIPE) << run.prover.signal;
 
     ASSERT_TRUE(process::runPipeline(crasher, QString(), cat, registry, run));
-    EXPECT_TRUE(run.prover.crashed);
-    EXPECT_EQ(run.prover.signal, SIGSEGV);
+    EXPECT_TRUE(run.prover.crashed && run.prover.signal == SIGSEGV) << run.prover.signal;
 
     // A prover that cannot run, or whose input is missing, leaves its reader an empty input.
     testutil::writeFile(dir.filePath("not-a-program"), "\177ELF nothing");
     const process::command_t cannotRun{dir.filePath("not-a-program").toStdString(), {}};
     ASSERT_TRUE(process::runPipeline(cannotRun, QString(), cat, registry, run));
-    EXPECT_FALSE(run.prover.started);
-    EXPECT_TRUE(run.reader.started);
-    EXPECT_TRUE(run.output.isEmpty());
+    EXPECT_TRUE(!run.prover.started && run.reader.started && run.output.isEmpty());
     ASSERT_TRUE(process::runPipeline(cat, dir.filePath("missing"), cat, registry, run));
     EXPECT_FALSE(run.prover.started);
 
@@ -90,8 +85,7 @@ TEST_F(ProcessTest, EndsOfToolsAreReportedAsTheyHappened) {
     ASSERT_TRUE(process::runAlone(cannotRun, registry, alone));
     EXPECT_FALSE(alone.started);
     ASSERT_TRUE(process::runAlone(quiet, registry, alone));
-    EXPECT_TRUE(alone.started);
-    EXPECT_EQ(alone.code, 3);
+    EXPECT_TRUE(alone.started && alone.code == 3);
 
     // Once a stop began, nothing starts.
     registry.beginStop();

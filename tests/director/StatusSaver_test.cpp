@@ -40,36 +40,18 @@ QByteArray shapedPos(const QByteArray& declaration, int groups) {
     return xml + "</Proof_Obligations>\n<!-- after -->\n";
 }
 
-QDomElement goalAt(const QDomDocument& dom, int group, int goal) {
-    QDomElement g = dom.documentElement().firstChildElement(pos::TAG_PROOF_OBLIGATION);
-    for (int i = 0; i <= group; ++i) // the first group is the empty one
-        g = g.nextSiblingElement(pos::TAG_PROOF_OBLIGATION);
-    QDomElement e = g.firstChildElement(pos::TAG_SIMPLE_GOAL);
-    for (int i = 0; i < goal; ++i)
-        e = e.nextSiblingElement(pos::TAG_SIMPLE_GOAL);
-    return e;
-}
-
-struct Shape {
-    const char* name;
-    QByteArray declaration;
-};
-
 TEST(StatusSaver, WritesTheBytesOfTheWholeDocumentWhateverItsShape) {
-    const Shape shapes[] = {
-        {"no declaration", ""},
-        {"UTF-8", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"},
-        {"ISO-8859-1", "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"},
-    };
-    for (const Shape& shape : shapes) {
+    for (const QByteArray encoding : {"", "UTF-8", "ISO-8859-1"}) {
+        const QByteArray declaration =
+            encoding.isEmpty() ? "" : "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n";
         QTemporaryDir dir;
         const QString path = dir.filePath("comp.pos");
-        testutil::writeFile(path, shapedPos(shape.declaration, 40));
+        testutil::writeFile(path, shapedPos(declaration, 40));
         QDomDocument dom = pos::documentOfFile(path);
         std::mutex statusMutex;
         StatusSaver saver(dom, statusMutex, path);
         saver.prepare();
-        EXPECT_TRUE(saver.usesGroupTexts()) << shape.name;
+        EXPECT_TRUE(saver.usesGroupTexts()) << encoding.constData();
         QRandomGenerator random(7);
         for (int round = 0; round < 5; ++round) {
             {
@@ -77,24 +59,16 @@ TEST(StatusSaver, WritesTheBytesOfTheWholeDocumentWhateverItsShape) {
                 for (int change = 0; change < 4; ++change) {
                     const int group = random.bounded(40);
                     // Characters the declared encoding lacks become references.
-                    goalAt(dom, group, random.bounded(3))
+                    dom.elementsByTagName(pos::TAG_SIMPLE_GOAL).at(group * 3 + random.bounded(3))
+                        .toElement()
                         .setAttribute("status", round % 2 ? "Proved \xe2\x9c\x93" : "Unknown");
                     saver.markChanged(static_cast<std::size_t>(group + 1));
                 }
             }
-            ASSERT_TRUE(saver.saveNow(false)) << shape.name;
+            ASSERT_TRUE(saver.saveNow(false)) << encoding.constData();
             ASSERT_EQ(testutil::readFile(path), wholeDocument(dom))
-                << shape.name << " round " << round;
+                << encoding.constData() << " round " << round;
         }
-    }
-}
-
-// Fills the file system of `dir` up to the last byte.
-void fill(const QString& dir) {
-    QFile filler(dir + "/filler");
-    filler.open(QIODevice::WriteOnly);
-    const QByteArray block(4096, 'x');
-    while (filler.write(block) == block.size() && filler.flush()) {
     }
 }
 
@@ -110,7 +84,12 @@ TEST(StatusSaver, AFailedSaveIsSaidOnceKeepsTheOldFileAndIsRetried) {
     std::mutex statusMutex;
     StatusSaver saver(dom, statusMutex, path);
     saver.prepare();
-    fill(dir.path());
+    { // fills the file system up to the last byte
+        QFile filler(dir.filePath("filler"));
+        filler.open(QIODevice::WriteOnly);
+        while (filler.write(QByteArray(4096, 'x')) == 4096 && filler.flush()) {
+        }
+    }
     testing::internal::CaptureStderr();
     const bool first = saver.saveNow(true);
     const bool second = saver.saveNow(true);

@@ -49,16 +49,15 @@ TEST(TrustRule, EachAnswerHasItsEffect) {
 
 TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
     const struct {
-        const char* name;
-        const char* trust;
+        const char *name, *trust;
         std::vector<std::pair<int, const char*>> steps; // driver index, answer
-        const char* goal;
-        const char* mechanism;
+        const char *goal, *mechanism;
         QStringList drivers;
         uint32_t unproved; // unsigned arithmetic: a second decrement wraps
     } rows[] = {
         // clang-format off
         {"a first proof leaves the other driver", "redundancy", {{0, "Proved"}}, "UnreliablyProved", "UnreliablyProved", {"d2"}, 0},
+        {"a trusted proof drops the other driver", "always", {{0, "Proved"}}, "Proved", "Proved", {}, 0},
         {"a second proof counts twice", "redundancy", {{0, "Proved"}, {1, "Proved"}}, "Proved", "Proved", {}, 0xffffffffu},
         {"an earlier unknown changes nothing", "always", {{0, "Unknown"}}, "Unproved", "Unproved", {"d2"}, 1},
         {"the last unknown marks the mechanism only", "always", {{1, "Unknown"}}, "Unproved", "Unknown", {"d1"}, 1},
@@ -68,9 +67,8 @@ TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
     for (const auto& row : rows) {
         scene::Scene s;
         s.writeMechanism(row.trust, {"d1", "d2"});
-        faketools::GoalSpec goal;
-        goal.drivers = {{"d1", "Proved"}, {"d2", "Disproved"}};
-        s.writePos({{"G", {goal}}});
+        s.writePos({{"G", {scene::GoalSpec{"Unproved", "Unproved", true, "Unproved",
+                                           {{"d1", "Proved"}, {"d2", "Disproved"}}}}}});
         auto director = s.director();
         ASSERT_TRUE(director->reloadPosFile());
         for (const auto& step : row.steps) {

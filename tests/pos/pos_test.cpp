@@ -38,25 +38,6 @@ status_t expectedOf(const QString& goal) {
     return expectedStatus(doc.elementsByTagName(TAG_SIMPLE_GOAL).at(0).toElement());
 }
 
-// A count per printed figure (1 proved, 2 unreliable, 3 disproved, 4 unproved) and five
-// "Unknown" goals that count in none of them, each proved by two mechanisms.
-const QStringList METRICS_GROUPS = {
-    "<Simple_Goal status='Proved'/>" +
-        QString("<Simple_Goal status='UnreliablyProved'/>").repeated(2) +
-        QString("<Simple_Goal status='Disproved'/>").repeated(3),
-    QString("<Simple_Goal/>").repeated(4) +
-        QString("<Simple_Goal status='Unknown'><Mechanism name='b' status='Proved'/>"
-                "<Mechanism name='a' status='Proved'/></Simple_Goal>")
-            .repeated(5)};
-
-// The file of METRICS_GROUPS, and a path where no file is.
-class MetricsFile : public testing::Test {
-protected:
-    void SetUp() override { testutil::writeFile(path, document(METRICS_GROUPS).toByteArray()); }
-    QTemporaryDir dir;
-    const QString path = dir.filePath("comp.pos"), missing = dir.filePath("missing.pos");
-};
-
 } // namespace
 
 TEST(Status, SpellingsReadBackAndUnknownTextsThrowMapAt) {
@@ -133,21 +114,27 @@ TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
               "    </Simple_Goal>\n");
 }
 
-TEST_F(MetricsFile, GetMechanismsListsNamesOnceInFirstSeenOrderOrLeavesTheListAlone) {
+// The total counts the Unknown goals too.
+// A count per printed figure (1 proved, 2 unreliable, 3 disproved, 4 unproved) and five
+// "Unknown" goals that count in none of them, each proved by two mechanisms.
+TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath("comp.pos"), missing = dir.filePath("missing.pos");
+    testutil::writeFile(path, document({"<Simple_Goal status='Proved'/>" +
+                                            QString("<Simple_Goal status='UnreliablyProved'/>").repeated(2) +
+                                            QString("<Simple_Goal status='Disproved'/>").repeated(3),
+                                        QString("<Simple_Goal/>").repeated(4) +
+                                            QString("<Simple_Goal status='Unknown'><Mechanism name='b' "
+                                                    "status='Proved'/><Mechanism name='a' "
+                                                    "status='Proved'/></Simple_Goal>").repeated(5)})
+                                  .toByteArray());
     std::list<std::string> names = {"kept"};
     EXPECT_FALSE(getMechanisms(missing.toStdString(), names));
-    EXPECT_EQ(names, std::list<std::string>{"kept"});
     EXPECT_TRUE(getMechanisms(path.toStdString(), names));
-    EXPECT_EQ(names, (std::list<std::string>{"b", "a"}));
-}
-
-TEST_F(MetricsFile, GetMetricsCountsEveryGoalInTheTotal) {
+    EXPECT_EQ(names, (std::list<std::string>{"b", "a"})) << "each name once, in first-seen order";
     metrics_t m;
     ASSERT_TRUE(getMetrics(path.toStdString(), m));
-    EXPECT_EQ(m.total, 15u) << "the Unknown goals included";
-}
-
-TEST_F(MetricsFile, PrintMetricsIsByteExactInBothFormsWithZerosForAMissingFile) {
+    EXPECT_EQ(m.total, 15u);
     const auto printed = [](const QString& path, bool xml) {
         testing::internal::CaptureStdout();
         print_metrics(path.toStdString(), xml, "comp");

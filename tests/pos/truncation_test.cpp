@@ -2,31 +2,25 @@
 // crash a reader, and none may be loaded as a smaller document that a save would then
 // write back over the user's file.
 
-#include "common/faketools.h"
-#include "common/testutil.h"
-#include "director/ProofDirector.h"
+#include "common/scene.h"
 #include "pos/pos.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
-    // The example's head and first group, whose goals all carry "z3": 3 KB, quick to cut.
+    // The example's head and first group, its goals' "z3" elements named m: 3 KB, quick to cut.
     const QByteArray example = testutil::readFile(POVRUN_SOURCE_DIR "/examples/smt/tank.pos");
-    const QByteArray full =
-        example.left(example.indexOf("    </Proof_Obligation>\n") + 24) + "</Proof_Obligations>\n";
-    QTemporaryDir dir;
-    const faketools::ToolSet tools = faketools::writeTools(dir.path());
-    const faketools::DriverSpec z3{"z3", "none", tools.writer(), tools.prover(), tools.reader()};
-    testutil::writeFile(dir.filePath("z3.xml"), faketools::mechanismXml("always", {z3}));
-    const QString posPath = dir.filePath("tank.pos");
+    const QByteArray full = QByteArray(example.left(example.indexOf("    </Proof_Obligation>\n") + 24) +
+                             "</Proof_Obligations>\n").replace("<Mechanism name=\"z3\"", "<Mechanism name=\"m\"");
+    scene::Scene s;
+    s.writeMechanism("always", {"z3"});
+    const QString posPath = s.path(scene::POS);
     const std::string pos = posPath.toStdString();
-    ProofDirector director("tank", dir.filePath("z3.xml").toStdString(), pos, "tank.pog",
-                           dir.path().toStdString(), {}, false, 1, 0, "", "", false);
+    auto director = s.director();
     // The director holds the whole document first: a refused prefix must drop it.
-    testutil::writeFile(posPath, full);
-    ASSERT_TRUE(director.reloadPosFile() && QFile::remove(posPath));
+    s.put(scene::POS, full);
+    ASSERT_TRUE(director->reloadPosFile() && QFile::remove(posPath));
     std::vector<int> loaded;
     for (int length = 0; length <= full.size(); ++length) {
         QFile file(posPath); // grown, never truncated: that spares thousands of flushes
@@ -36,7 +30,7 @@ TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
         metrics.total = 7;
         std::list<std::string> names{"kept"};
         const bool counted = pos::getMetrics(pos, metrics), listed = pos::getMechanisms(pos, names),
-                   reloaded = director.reloadPosFile();
+                   reloaded = director->reloadPosFile();
         if (!pos::documentOfFile(posPath).isNull()) {
             loaded.push_back(length);
             EXPECT_TRUE(counted && listed && reloaded) << length;
@@ -44,7 +38,7 @@ TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
         }
         EXPECT_FALSE(counted || listed || reloaded) << length;
         EXPECT_TRUE(metrics.total == 7 && names.front() == "kept") << "untouched at " << length;
-        EXPECT_FALSE(director.savePosFile()) << "a refused file is never saved: " << length;
+        EXPECT_FALSE(director->savePosFile()) << "a refused file is never saved: " << length;
         ASSERT_EQ(testutil::readFile(posPath), full.left(length)) << length;
     }
     // Only the whole file loads, with or without its last line end.
