@@ -1,6 +1,6 @@
 // Runs interrupted at random moments. SIGTERM, SIGINT and SIGHUP must leave a saved,
-// consistent status file, no tool process and no secondary file. CHAOS_TRIALS sets the
-// number of trials.
+// consistent status file, no tool process and no secondary file; SIGKILL a whole one.
+// CHAOS_TRIALS sets the number of trials.
 
 #include "common/scene.h"
 #include "pos/pos.h"
@@ -114,6 +114,12 @@ QStringList terminationTrial(int signal) {
         if (doc.elementsByTagName("Simple_Goal").size() != groups * goals)
             faults << "goals were lost";
     }
+    if (signal == SIGKILL) {
+        // Nothing cleans up after SIGKILL, but the file on disk must still be whole.
+        for (const QString& pid : processesMarkedWith(mark))
+            ::kill(static_cast<pid_t>(pid.toInt()), SIGKILL);
+        return faults;
+    }
     const QStringList alive = markedAfterSettling(mark);
     if (!alive.isEmpty())
         faults << "processes still alive: " + alive.join(' ');
@@ -129,11 +135,11 @@ TEST(Chaos, TerminationAtRandomMomentsLeavesNothingBehind) {
     signal(SIGINT, SIG_DFL);
     signal(SIGHUP, SIG_DFL);
     const int trials = qEnvironmentVariableIsSet("CHAOS_TRIALS")
-                           ? qEnvironmentVariableIntValue("CHAOS_TRIALS") : 21;
-    const int stopSignals[] = {SIGTERM, SIGINT, SIGHUP};
+                           ? qEnvironmentVariableIntValue("CHAOS_TRIALS") : 24;
+    const int stopSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGKILL};
     int clean = 0;
     for (int trial = 0; trial < trials; ++trial) {
-        const int signal = stopSignals[trial % 3];
+        const int signal = stopSignals[trial % 4];
         const QStringList faults = terminationTrial(signal);
         for (const QString& fault : faults)
             ADD_FAILURE() << "trial " << trial << " (" << strsignal(signal)
