@@ -1,7 +1,9 @@
-// Command-line behaviour of the built povrun: usage, validation, traces, option forms.
+// Command-line behaviour of the built povrun: usage, validation, traces, option forms, and
+// the end of a run in directory mode.
 
 #include "common/testutil.h"
 
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using testutil::runPovrun;
@@ -17,11 +19,7 @@ const QStringList COMPLETE = {"-d", "tmp", "-s", "a.pos", "-p", "a.pog", "-m", "
 TEST(CommandLine, HelpBadOptionsAndValidationFailuresPrintUsageAndFail) {
     const std::string usage =
         testutil::readFile(POVRUN_SOURCE_DIR "/tests/cli/usage.expected").toStdString();
-    const struct {
-        const char* name;
-        QStringList args;
-        std::string err;
-    } rows[] = {
+    const struct { const char* name; QStringList args; std::string err; } rows[] = {
         // clang-format off
         {"--help", {"--help"}, ""},
         {"unknown option", {"-z"}, POVRUN_BIN ": invalid option -- 'z'\n"},
@@ -32,8 +30,7 @@ TEST(CommandLine, HelpBadOptionsAndValidationFailuresPrintUsageAndFail) {
     };
     for (const auto& row : rows) {
         const testutil::RunResult r = runPovrun(row.args);
-        EXPECT_FALSE(r.crashed) << row.name;
-        EXPECT_EQ(r.exitCode, 1) << row.name;
+        EXPECT_TRUE(!r.crashed && r.exitCode == 1) << row.name;
         EXPECT_EQ(r.out, usage) << row.name;
         EXPECT_EQ(r.err, row.err) << row.name;
     }
@@ -58,15 +55,32 @@ TEST(CommandLine, OptionalLongOptionsTakeOnlyAttachedValues) {
     for (const char* option : {"--mechanism", "--mechanism-directory", "--installdir",
                                "--concurrency", "--trace"}) {
         const testutil::RunResult r = runPovrun(COMPLETE + QStringList{option, "2"});
-        EXPECT_FALSE(r.crashed) << option;
-        EXPECT_EQ(r.exitCode, 1) << option;
-        EXPECT_EQ(r.out, "") << option;
+        EXPECT_TRUE(!r.crashed && r.exitCode == 1 && r.out.empty()) << option;
         const bool hasNullText = QString(option).startsWith("--mechanism") || option[2] == 'i';
         EXPECT_EQ(r.err.rfind(hasNullText ? nullText : "povrun: ", 0), 0u) << option << ": " << r.err;
     }
     const testutil::RunResult attached =
-        runPovrun(COMPLETE.mid(0, 6) +
-                  QStringList{"--mechanism=missing.xml", "--concurrency=2", "--trace=0"});
-    EXPECT_EQ(attached.exitCode, 1);
-    EXPECT_EQ(attached.err, "Cannot open 'missing.xml'.\n");
+        runPovrun(COMPLETE.mid(0, 6) + QStringList{"--mechanism=missing.xml", "--concurrency=2", "--trace=0"});
+    EXPECT_EQ(std::to_string(attached.exitCode) + attached.err, "1Cannot open 'missing.xml'.\n");
+}
+
+// The mechanisms listed in the .pos file are played, then the report closes the output.
+TEST(MetricsCli, DirectoryModeEndsWithTheReportOrStopsAtAMechanismItCannotPlay) {
+    QTemporaryDir dir;
+    const QString pos = "<Proof_Obligations><Proof_Obligation><Tag>g</Tag><Simple_Goal status='Proved'/><Simple_Goal "
+                        "status='%1'/><Simple_Goal status='UnreliablyProved'/><Simple_Goal>%2</Simple_Goal></Proof_Obligation></Proof_Obligations>\n";
+    const std::string total = "TOTAL for comp\t Proved 1\t Proved externally 0\t Unreliably proved 1\t Disproved 0\t Unproved 1";
+    const struct { const char* name; QString pos; bool xml; int exitCode; std::string out, err; } rows[] = {
+        {"no mechanism, xml", pos.arg("Unknown", ""), true, 0,
+         "<proof>\n\n<proofResult>\n\n<total>" + total + "</total>\n</proofResult>\n</proof>\n", ""},
+        {"unplayable mechanism", pos.arg("Unknown", "<Mechanism name='absent'/>"), true, 1, "<proof>\n", "Cannot open '" + dir.filePath("absent.xml").toStdString() + "'.\n"},
+        {"unknown status", pos.arg("Valid", ""), false, 1, "", "povrun: comp.pos: unknown status \"Valid\" (map::at)\n"},
+    };
+    for (const auto& row : rows) {
+        testutil::writeFile(dir.filePath("comp.pos"), row.pos.toUtf8());
+        const QStringList args = {"-d", dir.path(), "-s", "comp.pos", "-p", "comp.pog", "-M", dir.path()};
+        const testutil::RunResult r = runPovrun(args + (row.xml ? QStringList{"-x"} : QStringList{}), dir.path());
+        EXPECT_EQ(std::to_string(r.exitCode) + r.out + "|" + r.err, std::to_string(row.exitCode) + row.out + "|" + row.err) << row.name;
+        EXPECT_EQ(testutil::readFile(dir.filePath("comp.pos")), row.pos.toUtf8()) << row.name;
+    }
 }

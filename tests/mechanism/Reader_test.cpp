@@ -1,4 +1,4 @@
-// Reading mechanism files: definitions, parameter order, attributes, failures.
+// Reading mechanism files: definitions, parameter order, attributes, failures; the dump.
 
 #include "mechanism/Mechanism.h"
 
@@ -92,11 +92,7 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
                "; no resource named\n";
     };
     const std::string file = temp.filePath("m.xml").toStdString();
-    const struct {
-        const char* name;
-        QString xml;
-        std::string outcome;
-    } rows[] = {
+    const struct { const char* name; QString xml; std::string outcome; } rows[] = {
         {"reader of the first driver", mech.arg(driver.arg("1", "t", "t", "no") + good),
          "m 0 false|Cannot locate tool R1\n" + searched("no") + "|"},
         {"writer of the second driver", mech.arg(good + driver.arg("2", "no", "t", "t")),
@@ -109,7 +105,19 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
     };
     for (const auto& row : rows) {
         m = mechanism_t();
-        EXPECT_EQ(read(m, temp.filePath("m.xml"), row.xml), row.outcome)
-            << row.name;
+        EXPECT_EQ(read(m, temp.filePath("m.xml"), row.xml), row.outcome) << row.name;
     }
+}
+
+// Kept on purpose, as other tools read it: the prover's "input" line has only a closing quote,
+// and its parameter blocks follow the "size" line with no empty line between; ext, fast and
+// names are left out.
+TEST(Dump, MechanismWithTwoDriversIsWrittenByteForByte) {
+    driver_t first;
+    first.writer = {"W", "w", "/tools/w", "ZDR*Proof*w", {}};
+    first.prover = {{"P\xc3\xa9", "p", "/p.exe", "", {{"-t", "", "say \"hi\""}}}, 30, INPUT_FILE};
+    first.name = "d1";
+    std::ostringstream os;
+    os << mechanism_t{"x", "mech", TRUST_REDUNDANCY, {first, driver_t()}, {"d1", "d2"}};
+    EXPECT_EQ(os.str(), testutil::readFile(POVRUN_SOURCE_DIR "/tests/mechanism/two_driver_dump.expected").toStdString());
 }
