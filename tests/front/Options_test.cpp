@@ -58,7 +58,7 @@ TEST(Options, EachCommandLineAsksForARunTheUsageOrTheVersion) {
 // Long options without an attached value are the command-line test's.
 TEST(Options, ValuesLandInTheirSettings) {
     const settings_t s =
-        parse({"-i", "a", "--installdir=b", "--mechanism=m", "-c", "4", "--trace=2", "-x", "--first-play"}).settings;
+        parse({"-i", "a", "--installdir=b", "--mechanism=m", "--concurrency=4", "--trace=2", "-x", "--first-play"}).settings;
     EXPECT_EQ(s.installDirs, (Words{"a", "b"}));
     EXPECT_EQ(s.tempDir + s.posPath + s.pogPath + s.mechanismFile, "tmpa.posa.pogm");
     EXPECT_EQ(s.concurrency * 10 + s.trace, 42);
