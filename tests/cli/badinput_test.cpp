@@ -46,6 +46,8 @@ Spoil edits(const QString& name, const QByteArray& from, const QByteArray& to) {
     return [=](Scene& s) { s.put(name, s.state(name).replace(from, to)); };
 }
 Spoil adds(const QStringList& options) { return [=](Scene& s) { s.options += options; }; }
+// The mechanisms come from the status file, looked for in the current directory.
+const Spoil byFolder = [](Scene& s) { s.options = s.options.mid(0, 6) << "-M" << "."; };
 // Tool `which` of driver d becomes `path`, made an executable file of `bytes` if given.
 Spoil uses(QString DriverSpec::*which, const QString& path, const QByteArray& bytes = {}) {
     return [=](Scene& s) {
@@ -59,19 +61,13 @@ Spoil uses(QString DriverSpec::*which, const QString& path, const QByteArray& by
 }
 const auto W = &DriverSpec::writer, P = &DriverSpec::prover;
 
-struct Case {
-    std::string name;
-    std::vector<Spoil> spoils;
-    std::string out, err = ""; // in err, $DIR is the case's folder and $CWD its real path
-    int status = -1;           // by default 0 exactly when the report is printed
-};
+// In err, $DIR is the case's folder and $CWD its real path; status is by default 0 exactly
+// when the report is printed.
+struct Case { std::string name; std::vector<Spoil> spoils; std::string out, err = ""; int status = -1; };
 
-std::string expand(std::string text, const Scene& s) {
-    const std::pair<std::string, QString> names[] = {{"$DIR", s.dir.path()}, {"$CWD", QDir(s.dir.path()).canonicalPath()}};
-    for (const auto& name : names)
-        for (auto at = text.find(name.first); at != std::string::npos; at = text.find(name.first))
-            text.replace(at, name.first.size(), name.second.toStdString());
-    return text;
+std::string expand(const std::string& text, const Scene& s) {
+    const QString cwd = QDir(s.dir.path()).canonicalPath();
+    return QString::fromStdString(text).replace("$DIR", s.dir.path()).replace("$CWD", cwd).toStdString();
 }
 
 // In every case: the exit status, a quick end, nothing left in tmp or beside the status
@@ -102,7 +98,6 @@ void check(const std::vector<Case>& cases) {
 } // namespace
 
 TEST(BadInputTest, StatusFileThatCannotBeLoadedOrUsedIsReportedAndNeverWritten) {
-    const Spoil byFolder = [](Scene& s) { s.options = s.options.mid(0, 6) << "-M" << "."; };
     // why: the reason given after the first error line
     const struct { std::string name; QByteArray content; std::string why; } kinds[] = {
         {"missing", NONE, "no such file"}, {"a folder", FOLDER, "cannot be read: file to open is a directory"},
@@ -122,6 +117,7 @@ TEST(BadInputTest, UnknownWordsEndTheRunWithMapAtAndChangeNothing) {
     const std::string inPos = "povrun: pos/comp.pos: unknown status \"X\" (map::at)\n";
     check({{"goal status", {edits(POS, "Goal status=\"Unproved", "Goal status=\"X")}, PROVING + "\tProof driver d, still 0 unproved PO\n", inPos},
            {"Driver status", {edits(POS, "\"Proved\"", "\"X\"")}, DRIVER, inPos},
+           {"goal status (-M)", {edits(POS, "Goal status=\"Unproved", "Goal status=\"X"), byFolder}, "", inPos},
            {"trust", {edits("m.xml", "\"always\"", "\"X\"")}, "", "povrun: m.xml: unknown trust \"X\" (map::at)\n"},
            {"expand", {edits("m.xml", "</prover>", "<expand name=\"X\"/></prover>")}, "", "povrun: map::at\n"}});
 }
@@ -133,6 +129,8 @@ TEST(BadInputTest, MechanismOrToolThatCannotBeUsedStopsTheRunBeforeAnyJob) {
         return "povrun: looked for \"" + path + "\" in the current directory $CWD; no resource named\n";
     };
     check({{"mechanism missing", {puts("m.xml", NONE)}, "", "Cannot open 'm.xml'.\n"},
+           {"mechanism of the status file missing (-M, xml)", {edits(POS, "name=\"m\"", "name=\"absent\""), byFolder, adds({"-x"})},
+            "<proof>\n", "Cannot open './absent.xml'.\n"},
            {"mechanism truncated", {puts("m.xml", "<mechanism>\n  <driver")}, PROVING + report(0, 1),
             "povrun: m.xml: not well-formed XML at line 2, column 10: unexpected end of file\n"},
            {"writer missing", {uses(W, "nowhere")}, "", "Cannot locate tool w\n" + searched("nowhere")},

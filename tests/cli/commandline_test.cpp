@@ -1,9 +1,7 @@
-// Command-line behaviour of the built povrun: usage, validation, traces, option forms, and
-// the end of a run in directory mode.
+// Command-line behaviour of the built povrun: usage, validation, traces, option forms.
 
 #include "common/testutil.h"
 
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 using testutil::runPovrun;
@@ -55,26 +53,5 @@ TEST(CommandLine, OptionalLongOptionsWithoutAttachedValueFailWithoutCrashing) {
         const testutil::RunResult r = runPovrun(COMPLETE + QStringList{option, "2"});
         EXPECT_TRUE(!r.crashed && r.exitCode == 1 && r.out.empty()) << option;
         EXPECT_EQ(r.err.rfind("povrun: ", 0), 0u) << option << ": " << r.err;
-    }
-}
-
-// The mechanisms listed in the .pos file are played, then the report closes the output.
-TEST(MetricsCli, DirectoryModeEndsWithTheReportOrStopsAtAMechanismItCannotPlay) {
-    QTemporaryDir dir;
-    const QString pos = "<Proof_Obligations><Proof_Obligation><Tag>g</Tag><Simple_Goal status='Proved'/><Simple_Goal "
-                        "status='%1'/><Simple_Goal status='UnreliablyProved'/><Simple_Goal>%2</Simple_Goal></Proof_Obligation></Proof_Obligations>\n";
-    const std::string total = "TOTAL for comp\t Proved 1\t Proved externally 0\t Unreliably proved 1\t Disproved 0\t Unproved 1";
-    const struct { const char* name; QString pos; bool xml; int exitCode; std::string out, err; } rows[] = {
-        {"no mechanism, xml", pos.arg("Unknown", ""), true, 0,
-         "<proof>\n\n<proofResult>\n\n<total>" + total + "</total>\n</proofResult>\n</proof>\n", ""},
-        {"unplayable mechanism", pos.arg("Unknown", "<Mechanism name='absent'/>"), true, 1, "<proof>\n", "Cannot open '" + dir.filePath("absent.xml").toStdString() + "'.\n"},
-        {"unknown status", pos.arg("Valid", ""), false, 1, "", "povrun: comp.pos: unknown status \"Valid\" (map::at)\n"},
-    };
-    for (const auto& row : rows) {
-        testutil::writeFile(dir.filePath("comp.pos"), row.pos.toUtf8());
-        const QStringList args = {"-d", dir.path(), "-s", "comp.pos", "-p", "comp.pog", "-M", dir.path()};
-        const testutil::RunResult r = runPovrun(args + (row.xml ? QStringList{"-x"} : QStringList{}), dir.path());
-        EXPECT_EQ(std::to_string(r.exitCode) + r.out + "|" + r.err, std::to_string(row.exitCode) + row.out + "|" + row.err) << row.name;
-        EXPECT_EQ(testutil::readFile(dir.filePath("comp.pos")), row.pos.toUtf8()) << row.name;
     }
 }
