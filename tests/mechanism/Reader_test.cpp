@@ -15,11 +15,10 @@ using namespace mechanism;
 
 namespace {
 
-// ofFile on `file`, written from `xml` unless null, its folder as the install directory:
-// name, trust, result or exception, drivers kept, then "|" and what went to std::cerr.
+// ofFile on `file`, written from `xml`, its folder as the install directory: name, trust,
+// result or exception, drivers kept, then "|" and what went to std::cerr.
 std::string read(mechanism_t& m, const QString& file, const QString& xml) {
-    if (!xml.isNull())
-        testutil::writeFile(file, xml.toUtf8());
+    testutil::writeFile(file, xml.toUtf8());
     std::ostringstream err;
     std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
     std::string result;
@@ -41,8 +40,8 @@ std::string summary(const mechanism_t& m) {
     const auto text = [](const QString& s) { return s.isNull() ? QString("~") : s; };
     QString out;
     for (const driver_t& d : m.drivers) {
-        out += QString::asprintf("\n%s %d %s %d %d %d", qPrintable(d.name), d.group,
-                                 qPrintable(d.ext), d.fast, d.prover.input, d.prover.timeout);
+        out += QString::asprintf("\n%s %d %s %d %d %d", qPrintable(d.name), d.group, qPrintable(d.ext), d.fast,
+                                 d.prover.input, d.prover.timeout);
         for (const auto* params : {&d.writer.params, &d.prover.params, &d.reader.params}) {
             out += " :";
             for (const param_t& p : *params)
