@@ -1,9 +1,11 @@
-// Status spellings, the combined status of a goal, the document operations and the metrics.
+// Status spellings, the combined status of a goal, the document operations, the metrics, and
+// status files cut short.
 
-#include "common/testutil.h"
+#include "common/scene.h"
 #include "pos/pos_p.h"
 #include "pos/printmetrics.h"
 
+#include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -16,8 +18,7 @@ namespace {
 QDomDocument document(const QStringList& groups) {
     const QString open = "<Proof_Obligation><Tag>g</Tag>", close = "</Proof_Obligation>";
     QDomDocument doc;
-    doc.setContent("<Proof_Obligations>" + open + groups.join(close + open) + close +
-                   "</Proof_Obligations>");
+    doc.setContent("<Proof_Obligations>" + open + groups.join(close + open) + close + "</Proof_Obligations>");
     return doc;
 }
 
@@ -34,8 +35,7 @@ QString goalXml(const char* state, const char* iapa, const std::vector<const cha
 }
 
 status_t expectedOf(const QString& goal) {
-    const QDomDocument doc = document({goal});
-    return expectedStatus(doc.elementsByTagName(TAG_SIMPLE_GOAL).at(0).toElement());
+    return expectedStatus(document({goal}).elementsByTagName(TAG_SIMPLE_GOAL).at(0).toElement());
 }
 
 } // namespace
@@ -43,7 +43,8 @@ status_t expectedOf(const QString& goal) {
 TEST(Status, SpellingsReadBackAndUnknownTextsThrowMapAt) {
     for (const status_t status : {UNPROVED, UNKNOWN, UNRELIABLY_PROVED, PROVED, DISPROVED})
         EXPECT_EQ(proofStatusOfAttrValue(strOfProofStatus(status)), status) << status;
-    EXPECT_EQ(proofStatusOfAttrValue("Proved(Rapide)"), PROVED);
+    for (const char* env : {"Proved(0)", "Proved(1)", "Proved(2)", "Proved(3)", "Proved(Util)", "Proved(Rapide)"})
+        EXPECT_EQ(proofStatusOfAttrValue(env), PROVED) << env;
     for (const char* bad : {"Valid", "Invalid", "proved", " Proved", "", "Proved(4)"}) {
         try {
             ADD_FAILURE() << "'" << bad << "' read as " << proofStatusOfAttrValue(bad);
@@ -55,13 +56,7 @@ TEST(Status, SpellingsReadBackAndUnknownTextsThrowMapAt) {
 }
 
 TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
-    const struct {
-        const char* name;
-        const char* state;
-        const char* iapa;
-        std::vector<const char*> mechanisms;
-        status_t expected;
-    } rows[] = {
+    const struct { const char *name, *state, *iapa; std::vector<const char*> mechanisms; status_t expected; } rows[] = {
         {"nothing at all", nullptr, nullptr, {}, UNPROVED},
         {"plain Proved is no environment proof", "Proved", nullptr, {}, UNPROVED},
         {"environment proof", "Proved(Rapide)", nullptr, {}, PROVED},
@@ -76,79 +71,98 @@ TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
     for (const auto& r : rows)
         EXPECT_EQ(expectedOf(goalXml(r.state, r.iapa, r.mechanisms)), r.expected) << r.name;
     // An environment spelling is no mechanism verdict, nor "Proved" an assistant's.
-    for (const QString& goal :
-         {goalXml(0, 0, {"Proved(0)"}), goalXml(0, 0, {"Valid"}), goalXml(0, "Proved", {})})
+    for (const QString& goal : {goalXml(0, 0, {"Proved(0)"}), goalXml(0, 0, {"Valid"}), goalXml(0, "Proved", {})})
         EXPECT_THROW(expectedOf(goal), std::out_of_range) << goal.toStdString();
 }
 
+// The first mechanism of the name (one non-ASCII character, compared as UTF-8) goes; an
+// inconsistent goal stays as it is.
 TEST(RemoveMechanism, RemovesTheFirstOfTheNamePerGoalAndRecomputesThatGoal) {
-    // A name of one non-ASCII character, compared as UTF-8.
     const QString kept = "<Mechanism name='\xc3\xa9' status='Proved'/>";
-    const QString inconsistent =
-        "<Simple_Goal status='Disproved'><Mechanism name='b' status='Proved'/></Simple_Goal>";
-    QDomDocument doc = document({"<Simple_Goal status='Disproved'><Mechanism name='\xc3\xa9' "
-                                 "status='Disproved'/>" +
+    const QString inconsistent = "<Simple_Goal status='Disproved'><Mechanism name='b' status='Proved'/></Simple_Goal>";
+    QDomDocument doc = document({"<Simple_Goal status='Disproved'><Mechanism name='\xc3\xa9' status='Disproved'/>" +
                                  kept + "</Simple_Goal>" + inconsistent});
     const QString untouched = doc.toString();
     bool changed = true;
-    EXPECT_TRUE(removeMechanism(doc, "b\xc3\xa9", changed));
-    EXPECT_FALSE(changed);
-    EXPECT_EQ(doc.toString(), untouched) << "an inconsistent goal stays as it is";
-    EXPECT_TRUE(removeMechanism(doc, "\xc3\xa9", changed));
-    EXPECT_TRUE(changed);
-    const QString expected =
-        "<Simple_Goal status='Proved'>" + kept + "</Simple_Goal>" + inconsistent;
-    EXPECT_EQ(doc.toString(), document({expected}).toString());
+    EXPECT_TRUE(removeMechanism(doc, "b\xc3\xa9", changed) && !changed);
+    EXPECT_EQ(doc.toString(), untouched);
+    EXPECT_TRUE(removeMechanism(doc, "\xc3\xa9", changed) && changed);
+    EXPECT_EQ(doc.toString(), document({"<Simple_Goal status='Proved'>" + kept + "</Simple_Goal>" + inconsistent}).toString());
 }
 
 TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
     const QString good = goalXml(nullptr, "Unknown", {"Unknown"});
     EXPECT_TRUE(checkPosInvariant(document({good, good})));
     testing::internal::CaptureStderr();
-    EXPECT_FALSE(checkPosInvariant(document(
-        {good, "<Simple_Goal status='Unknown'><Proof_State proofState='Proved'/></Simple_Goal>"
-               "<Simple_Goal status='Disproved'/>"})));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "    <Simple_Goal status=\"Unknown\">\n"
-              "        <Proof_State proofState=\"Proved\"/>\n"
-              "    </Simple_Goal>\n");
+    EXPECT_FALSE(checkPosInvariant(document({good, "<Simple_Goal status='Unknown'><Proof_State proofState='Proved'/>"
+                                                   "</Simple_Goal><Simple_Goal status='Disproved'/>"})));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "    <Simple_Goal status=\"Unknown\">\n"
+                                                      "        <Proof_State proofState=\"Proved\"/>\n"
+                                                      "    </Simple_Goal>\n");
 }
 
-// The total counts the Unknown goals too.
 // A count per printed figure (1 proved, 2 unreliable, 3 disproved, 4 unproved) and five
-// "Unknown" goals that count in none of them, each proved by two mechanisms.
+// "Unknown" goals that count in none of them but in the total, each proved by two mechanisms.
 TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
     QTemporaryDir dir;
     const QString path = dir.filePath("comp.pos"), missing = dir.filePath("missing.pos");
-    testutil::writeFile(path, document({"<Simple_Goal status='Proved'/>" +
-                                            QString("<Simple_Goal status='UnreliablyProved'/>").repeated(2) +
-                                            QString("<Simple_Goal status='Disproved'/>").repeated(3),
-                                        QString("<Simple_Goal/>").repeated(4) +
-                                            QString("<Simple_Goal status='Unknown'><Mechanism name='b' "
-                                                    "status='Proved'/><Mechanism name='a' "
-                                                    "status='Proved'/></Simple_Goal>").repeated(5)})
+    const auto goals = [](const char* status, int n) { return QString("<Simple_Goal%1/>").arg(status).repeated(n); };
+    const QString proved = "<Simple_Goal status='Unknown'><Mechanism name='b' status='Proved'/>"
+                           "<Mechanism name='a' status='Proved'/></Simple_Goal>";
+    testutil::writeFile(path, document({goals(" status='Proved'", 1) + goals(" status='UnreliablyProved'", 2) +
+                                            goals(" status='Disproved'", 3), goals("", 4) + proved.repeated(5)})
                                   .toByteArray());
     std::list<std::string> names = {"kept"};
-    EXPECT_FALSE(getMechanisms(missing.toStdString(), names));
     EXPECT_TRUE(getMechanisms(path.toStdString(), names));
     EXPECT_EQ(names, (std::list<std::string>{"b", "a"})) << "each name once, in first-seen order";
     metrics_t m;
     ASSERT_TRUE(getMetrics(path.toStdString(), m));
     EXPECT_EQ(m.total, 15u);
-    const auto printed = [](const QString& path, bool xml) {
-        testing::internal::CaptureStdout();
-        print_metrics(path.toStdString(), xml, "comp");
-        return QString::fromStdString(testing::internal::GetCapturedStdout());
-    };
-    const QString counts = "TOTAL for comp\t Proved %1\t Proved externally %2\t Unreliably proved "
-                           "%3\t Disproved %4\t Unproved %5";
-    for (const bool xml : {false, true}) {
-        const QString report =
-            xml ? "\n<proofResult>\n\n<total>" + counts + "</total>\n</proofResult>\n</proof>\n"
-                : "End of proof\n\n" + counts + "\n";
-        const QString error = xml ? "<error>File not readable " + missing + "</error>\n"
-                                  : "ErrorFile not readable " + missing + "\n";
-        EXPECT_EQ(printed(path, xml), report.arg("1", "5", "2", "3", "4")) << "xml " << xml;
-        EXPECT_EQ(printed(missing, xml), error + report.arg("0", "0", "0", "0", "0")) << xml;
+    // The plain report of the file, then the XML one of a missing file.
+    testing::internal::CaptureStdout();
+    print_metrics(path.toStdString(), false, "comp");
+    print_metrics(missing.toStdString(), true, "comp");
+    const QString counts = "TOTAL for comp\t Proved %1\t Proved externally %2\t Unreliably proved %3\t Disproved %4\t Unproved %5";
+    EXPECT_EQ(QString::fromStdString(testing::internal::GetCapturedStdout()),
+              "End of proof\n\n" + counts.arg("1", "5", "2", "3", "4") + "\n<error>File not readable " + missing +
+                  "</error>\n\n<proofResult>\n\n<total>" + counts.arg("0", "0", "0", "0", "0") + "</total>\n</proofResult>\n</proof>\n");
+}
+
+// Every prefix of a real status file, as a kill or a full disk could leave it: none may
+// crash a reader, and none may be loaded as a smaller document that a save would then
+// write back over the user's file.
+TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
+    // The example's head and first group, its goals' "z3" elements named m: 3 KB, quick to cut.
+    const QByteArray example = testutil::readFile(POVRUN_SOURCE_DIR "/examples/smt/tank.pos");
+    const QByteArray full = QByteArray(example.left(example.indexOf("    </Proof_Obligation>\n") + 24) +
+                             "</Proof_Obligations>\n").replace("<Mechanism name=\"z3\"", "<Mechanism name=\"m\"");
+    scene::Scene s;
+    s.writeMechanism("always", {"z3"});
+    const QString posPath = s.path(scene::POS);
+    const std::string pos = posPath.toStdString();
+    auto director = s.director();
+    // The director holds the whole document first: a refused prefix must drop it.
+    s.put(scene::POS, full);
+    ASSERT_TRUE(director->reloadPosFile() && QFile::remove(posPath));
+    std::vector<int> loaded;
+    for (int length = 0; length <= full.size(); ++length) {
+        QFile file(posPath); // grown, never truncated: that spares thousands of flushes
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.write(full.left(length)) == length);
+        file.close();
+        metrics_t metrics;
+        metrics.total = 7;
+        std::list<std::string> names{"kept"};
+        const bool counted = getMetrics(pos, metrics), listed = getMechanisms(pos, names),
+                   reloaded = director->reloadPosFile(), whole = !documentOfFile(posPath).isNull();
+        if (whole)
+            loaded.push_back(length);
+        EXPECT_TRUE(counted == whole && listed == whole && reloaded == whole) << length;
+        if (!whole) {
+            EXPECT_TRUE(metrics.total == 7 && names.front() == "kept") << "untouched at " << length;
+            EXPECT_FALSE(director->savePosFile()) << "a refused file is never saved: " << length;
+            ASSERT_EQ(testutil::readFile(posPath), full.left(length)) << length;
+        }
     }
+    // Only the whole file loads, with or without its last line end.
+    EXPECT_EQ(loaded, (std::vector<int>{full.size() - 1, full.size()}));
 }

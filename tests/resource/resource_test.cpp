@@ -6,8 +6,6 @@
 #include "resource/p_file.h"
 #include "resource/p_line.h"
 #include "resource/p_mana.h"
-#include "resource/p_resour.h"
-#include "resource/p_tool.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -35,7 +33,8 @@ protected:
         return dir.filePath(name).toStdString();
     }
     static std::string lookup(const char* tool, const char* name) {
-        return lookup_resource(tool, name) ? lookup_resource(tool, name) : "<none>";
+        const char* value = lookup_resource(tool, name);
+        return value ? value : "<none>";
     }
     // Loads the files given; returns what that wrote on stderr.
     static std::string load(const char* product, const char* user, const char* expl) {
@@ -52,11 +51,11 @@ protected:
     QTemporaryDir dir;
 };
 
+// A bad line is named by file and line, defines nothing, and parsing goes on.
 TEST_F(ResourceTest, LinesDefineValuesAsTheSyntaxSays) {
-    const struct {
-        const char *row, *content, *tool, *name;
-        const char* expected; // null: the resource must not exist
-    } rows[] = {
+    // expected null: the resource must not exist
+    const struct { const char *row, *content, *tool, *name, *expected, *err = nullptr; } rows[] = {
+        // clang-format off
         {"star separators, trailing blanks", "ZDR*t*name:   value  \t\n", "t", "name", "value"},
         {"point separators, no blank", " \tZDR.tool.name:value\n", "tool", "name", "value"},
         {"name up to the first colon", "ZDR*t*na me :a:b\n", "t", "na me ", "a:b"},
@@ -70,32 +69,25 @@ TEST_F(ResourceTest, LinesDefineValuesAsTheSyntaxSays) {
         {"other prefix", "xyz*tool*name: v\n", "tool", "name", nullptr},
         {"mark without separator", "ZDRtool*name: v\n", "tool", "name", nullptr},
         {"comment", "!ZDR*tool*name: v\n", "tool", "name", nullptr},
+        {"no tool name", "ZDR*x\nZDR*t*n: 1\n", "t", "n", "1", ":1: Resource syntax error: tool name not found"},
+        {"no colon", "! c\nZDR*x*n value\n", "x", "n", nullptr, ":2: Resource syntax error: resource name or colon not found"},
+        {"no value", "ZDR*x*n:  \t \nZDR*t*n: 1\n", "t", "n", "1", ":1: Resource syntax error: resource value not found"},
+        // clang-format on
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(load(write("res", row.content).c_str(), nullptr, nullptr), "") << row.row;
+        const std::string file = write("res", row.content);
+        EXPECT_EQ(load(file.c_str(), nullptr, nullptr), row.err ? file + row.err + "\n" : "") << row.row;
         EXPECT_EQ(lookup(row.tool, row.name), row.expected ? row.expected : "<none>") << row.row;
+        EXPECT_TRUE(!row.err || !get_resource_manager()->get_tool("x")) << row.row << ": a bad line defines nothing";
         TearDown();
     }
-}
-
-TEST_F(ResourceTest, SyntaxErrorsNameFileAndLineAndParsingGoesOn) {
-    const std::string file =
-        write("res.txt", "ZDR*ok*a: 1\n! a comment\nZDR*tool\n"
-                         "ZDR*tool*name value\nZDR*tool*name:  \t \nZDR*ok*b: 2\n");
-    EXPECT_EQ(load(nullptr, nullptr, file.c_str()),
-              file + ":3: Resource syntax error: tool name not found\n" + file +
-                  ":4: Resource syntax error: resource name or colon not found\n" + file +
-                  ":5: Resource syntax error: resource value not found\n");
-    EXPECT_EQ(lookup("ok", "a") + lookup("ok", "b"), "12");
-    EXPECT_EQ(get_resource_manager()->get_tool("tool"), nullptr) << "a bad line defines nothing";
 }
 
 TEST_F(ResourceTest, ExplicitBeatsUserBeatsProductWithoutFallback) {
     const std::string product = write("product", "ZDR*t*a: product\nZDR*t*p: p\nZDR*t*u: p\n");
     const std::string user = write("user", "ZDR*t*a: user\nZDR*t*u: user\n");
     load(product.c_str(), user.c_str(), write("explicit", "ZDR*t*a: explicit\n").c_str());
-    EXPECT_EQ(lookup("t", "a") + " " + lookup("t", "u") + " " + lookup("t", "p"),
-              "explicit user p");
+    EXPECT_EQ(lookup("t", "a") + " " + lookup("t", "u") + " " + lookup("t", "p"), "explicit user p");
     delete_explicit_resources();
     EXPECT_EQ(lookup("t", "a"), "<none>") << "no fallback to an overridden value";
     delete_user_resources();
@@ -104,33 +96,29 @@ TEST_F(ResourceTest, ExplicitBeatsUserBeatsProductWithoutFallback) {
     EXPECT_EQ(lookup("t", "p"), "<none>");
 }
 
+// A null tool name means the first tool: none yet, nothing happens.
 TEST_F(ResourceTest, SetWithoutFilesGoesToTheDefaultUserFileWrittenOnlyOnSave) {
-    set_resource(nullptr, "writer", "/bin/w0"); // no tool yet: nothing happens
+    set_resource(nullptr, "writer", "/bin/w0");
     EXPECT_EQ(get_resource_manager()->get_tool(nullptr), nullptr);
     set_resource("Proof", "writer", "/bin/w");
     set_resource("Proof", "writer", "/bin/w2");
+    set_resource(nullptr, "reader", "/bin/r");
     const T_resource_file* user = get_resource_manager()->user_file;
     ASSERT_NE(user, nullptr);
     EXPECT_EQ(user->name->chars, dir.filePath(".Zendrel").toStdString());
-    set_resource(nullptr, "reader", "/bin/r"); // a null name means the first tool
-    EXPECT_EQ(lookup("Proof", "reader"), "/bin/r");
-    EXPECT_EQ(lineTexts(user), (Lines{"ZDR*Proof*writer: /bin/w2", "ZDR*Proof*reader: /bin/r"}));
     EXPECT_FALSE(QFile::exists(user->name->chars));
     testing::internal::CaptureStderr(); // the backup of a file not yet there fails
     save_resources();
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(testutil::readFile(user->name->chars),
-              "ZDR*Proof*writer: /bin/w2\nZDR*Proof*reader: /bin/r\n");
+    EXPECT_EQ(testutil::readFile(user->name->chars), "ZDR*Proof*writer: /bin/w2\nZDR*Proof*reader: /bin/r\n");
 }
 
 TEST_F(ResourceTest, DeletingToolsAndResourcesRemovesTheirLines) {
     load(write("res", "ZDR*A*x: 1\nodd\nZDR*B*y: \\\n 2\nZDR*C*z: 3\n").c_str(), nullptr, nullptr);
     const T_resource_file* file = get_resource_manager()->product_file;
-    delete_tool_resources(nullptr);
-    EXPECT_EQ(get_resource_manager()->get_tool("A"), nullptr) << "a null name: the first tool";
+    delete_tool_resources(nullptr); // the first tool
     delete_resource("B", "y");
     delete_resource("B", "absent");
-    EXPECT_EQ(lookup("B", "y"), "<none>");
     EXPECT_EQ(lineTexts(file), (Lines{"odd", "ZDR*C*z: 3"}));
     delete_all_resources();
     EXPECT_EQ(lineTexts(file), Lines{"odd"});
