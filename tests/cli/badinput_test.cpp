@@ -146,7 +146,7 @@ TEST(BadInputTest, JobThatFailsLeavesItsGoalAsItWas) {
     const QByteArray sh = "#!/bin/sh\ncat >/dev/null; ", crash = sh + "kill -SEGV $$\n";
     // What the writer's shell says reaches the user, headed by driver, tool and PO.
     const std::string noFolder = "povrun: driver d, writer $DIR/writer.sh, POs G.1, wrote on standard error:\n"
-                                 "$DIR/writer.sh: 14: cannot create tmp/comp_m_d_0_0.po2: Directory nonexistent\n";
+                                 "$DIR/writer.sh: 16: cannot create tmp/comp_m_d_0_0.po2: Directory nonexistent\n";
     check({{"writer crashes", {uses(W, "w", crash)}, job("-"), "-- ProofDirector -- Writer crashed.\n"},
            {"prover crashes", {uses(P, "p", crash)}, job(""), "Driver prover crashed.\n"},
            {"writer is not a program", {uses(W, "w", "\177ELF\2\1 not a program")}, job("-"), "-- ProofDirector -- Writer had an error.\n"},

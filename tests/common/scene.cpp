@@ -21,28 +21,11 @@ GoalSpec settledBy(const QString& driver, const QString& goalStatus) {
 }
 
 Scene::Scene() {
-    testutil::writeScript(path("writer.sh"), R"(echo "$@" >> "$(dirname "$0")/writer.log"
-out=""
-pairs=""
-while [ $# -gt 0 ]; do
-  case "$1" in
-    -a) pairs="$pairs$2 $3
-"; shift 3;;
-    -o) out="$2"; shift 2;;
-    -i) shift 2;;
-    *) shift;;
-  esac
-done
-printf '%s' "$pairs" > "$out"
-)");
-    testutil::writeScript(path("prover.sh"),
-                          R"(if [ $# -gt 0 ] && [ -f "$1" ]; then cat "$1"; else cat; fi
-)");
-    testutil::writeScript(path("reader.sh"), R"(while read g p; do
-  a=$(grep "^$g $p " "$(dirname "$0")/answers" 2>/dev/null | head -n 1 | cut -d' ' -f3-)
-  echo "${a:-Proved}"
-done
-)");
+    for (const char* tool : {"writer.sh", "prover.sh", "reader.sh"}) {
+        const QString source = QStringLiteral(POVRUN_SOURCE_DIR "/tests/common/tools/") + tool;
+        testutil::writeFile(path(tool), testutil::readFile(source));
+        QFile::setPermissions(path(tool), QFile::permissions(source));
+    }
     drivers = {driver("d")};
     for (const char* folder : {"tmp", "pos"})
         put(folder, FOLDER);

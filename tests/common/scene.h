@@ -3,12 +3,7 @@
 // holding the fake tools, m.xml (mechanism m, trust "always", driver d), an empty comp.pog,
 // an empty tmp folder and pos/comp.pos, alone in its folder, where d had proved the one
 // goal of group G. Runs of povrun use the folder as current folder and relative names.
-// The fake tools:
-//   writer.sh  logs its arguments to writer.log and writes the "-a" pairs it received,
-//              one "g p" line each, into its "-o" file;
-//   prover.sh  copies its input (the file named as first argument, else standard input);
-//   reader.sh  answers one line per "g p" line read: the answer listed for that pair in
-//              the file "answers" ("g p ANSWER" lines), else "Proved".
+// The fake tools are the scripts of tests/common/tools/, copied into the folder.
 
 #include "common/testutil.h"
 #include "director/ProofDirector.h"
