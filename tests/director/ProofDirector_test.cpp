@@ -72,7 +72,7 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     EXPECT_EQ(scene::capturedStdout([&] { s.director()->play(); }),
               "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
               "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
-    EXPECT_EQ(s.goalStatus(0, 0) + s.goalStatus(0, 1), "DisprovedProved");
+    EXPECT_EQ((s.goalStatus(0, 0) + " " + s.goalStatus(0, 1)).toStdString(), "Disproved Proved");
     EXPECT_EQ(testutil::readFile(s.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
     s.writePos({{"G", {goal("Proved", "Unproved", {}, false)}}});
     scene::capturedStdout([&] { s.director()->play(); });

@@ -18,10 +18,11 @@ namespace {
 // The bytes the whole document serialises to, the way a .pos has always been written.
 QByteArray wholeDocument(const QDomDocument& dom) {
     QByteArray bytes;
-    QTextStream stream(&bytes, QIODevice::WriteOnly);
-    stream.setCodec("UTF-8");
-    dom.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
-    stream.flush();
+    {
+        QTextStream stream(&bytes, QIODevice::WriteOnly);
+        stream.setCodec("UTF-8");
+        dom.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
+    }
     return bytes;
 }
 
@@ -42,11 +43,10 @@ QByteArray shapedPos(const QByteArray& declaration, int groups) {
 
 TEST(StatusSaver, WritesTheBytesOfTheWholeDocumentWhateverItsShape) {
     for (const QByteArray encoding : {"", "UTF-8", "ISO-8859-1"}) {
-        const QByteArray declaration =
-            encoding.isEmpty() ? "" : "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n";
         QTemporaryDir dir;
         const QString path = dir.filePath("comp.pos");
-        testutil::writeFile(path, shapedPos(declaration, 40));
+        const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n";
+        testutil::writeFile(path, shapedPos(encoding.isEmpty() ? "" : declaration, 40));
         QDomDocument dom = pos::documentOfFile(path);
         std::mutex statusMutex;
         StatusSaver saver(dom, statusMutex, path);
@@ -54,19 +54,17 @@ TEST(StatusSaver, WritesTheBytesOfTheWholeDocumentWhateverItsShape) {
         EXPECT_TRUE(saver.usesGroupTexts()) << encoding.constData();
         QRandomGenerator random(7);
         for (int round = 0; round < 5; ++round) {
-            {
-                std::lock_guard<std::mutex> lock(statusMutex);
-                for (int change = 0; change < 4; ++change) {
-                    const int group = random.bounded(40);
-                    // Characters the declared encoding lacks become references.
-                    dom.elementsByTagName(pos::TAG_SIMPLE_GOAL).at(group * 3 + random.bounded(3))
-                        .toElement()
-                        .setAttribute("status", round % 2 ? "Proved \xe2\x9c\x93" : "Unknown");
-                    saver.markChanged(static_cast<std::size_t>(group + 1));
-                }
+            statusMutex.lock();
+            for (int change = 0; change < 4; ++change) {
+                const int group = random.bounded(40);
+                QDomElement goal = dom.elementsByTagName(pos::TAG_SIMPLE_GOAL)
+                                       .at(group * 3 + random.bounded(3)).toElement();
+                // Characters the declared encoding lacks become references.
+                goal.setAttribute("status", round % 2 ? "Proved \xe2\x9c\x93" : "Unknown");
+                saver.markChanged(static_cast<std::size_t>(group + 1));
             }
-            ASSERT_TRUE(saver.saveNow(false)) << encoding.constData();
-            ASSERT_EQ(testutil::readFile(path), wholeDocument(dom))
+            statusMutex.unlock();
+            ASSERT_TRUE(saver.saveNow(false) && testutil::readFile(path) == wholeDocument(dom))
                 << encoding.constData() << " round " << round;
         }
     }
@@ -84,23 +82,19 @@ TEST(StatusSaver, AFailedSaveIsSaidOnceKeepsTheOldFileAndIsRetried) {
     std::mutex statusMutex;
     StatusSaver saver(dom, statusMutex, path);
     saver.prepare();
-    { // fills the file system up to the last byte
-        QFile filler(dir.filePath("filler"));
-        filler.open(QIODevice::WriteOnly);
-        while (filler.write(QByteArray(4096, 'x')) == 4096 && filler.flush()) {
-        }
+    QFile filler(dir.filePath("filler")); // fills the file system up to the last byte
+    filler.open(QIODevice::WriteOnly);
+    while (filler.write(QByteArray(4096, 'x')) == 4096 && filler.flush()) {
     }
+    filler.close();
     testing::internal::CaptureStderr();
-    const bool first = saver.saveNow(true);
-    const bool second = saver.saveNow(true);
+    EXPECT_FALSE(saver.saveNow(true) || saver.saveNow(true));
     const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(first || second);
     EXPECT_TRUE(saver.lastWriteFailed());
     EXPECT_EQ(said, "povrun: cannot save " + path.toStdString() + ": No space left on device\n");
     EXPECT_EQ(testutil::readFile(path), before);
     QFile::remove(dir.filePath("filler"));
-    EXPECT_TRUE(saver.saveNow(false)) << "the failed state is written by the next save";
-    EXPECT_FALSE(saver.lastWriteFailed());
+    EXPECT_TRUE(saver.saveNow(false) && !saver.lastWriteFailed()) << "retried by the next save";
     EXPECT_EQ(testutil::readFile(path), wholeDocument(dom));
 }
 

@@ -72,7 +72,8 @@ TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
         }
         const ProofDirector::po_data_t& po = director->getPoTable()[0].second[0];
         const QDomElement m = po.element, goal = m.parentNode().toElement();
-        EXPECT_EQ(goal.attribute("status") + "/" + m.attribute("status"), statuses) << name;
+        EXPECT_EQ((goal.attribute("status") + "/" + m.attribute("status")).toStdString(), statuses)
+            << name;
         const auto [driver, answer] = steps.back();
         EXPECT_EQ(m.elementsByTagName("Driver").at(driver).toElement().attribute("status"), answer)
             << name;
