@@ -16,15 +16,6 @@
 
 namespace {
 
-// Empty when the controller that SLURM_CONF names answers; otherwise the reason.
-std::string whyNoCluster() {
-    const QString conf = qEnvironmentVariable("SLURM_CONF");
-    if (conf.isEmpty() || !QFile::exists(conf) || QStandardPaths::findExecutable("srun").isEmpty())
-        return "no cluster: no srun, or SLURM_CONF names no file (see scripts/cluster)";
-    const auto r = testutil::run("scontrol", {"ping"}, {}, {}, 20000);
-    return r.timedOut || r.exitCode != 0 ? "the cluster does not answer: " + r.out + r.err : "";
-}
-
 // Ids of the jobs named "sleepy_..." that squeue lists: only the running ones, or all.
 QStringList sleepyJobs(bool runningOnly) {
     QStringList args = {"--noheader", "--format=%i %j"};
@@ -48,9 +39,14 @@ template <typename Condition> bool within(int ms, Condition done) {
 // `component` (which names the secondary files and so the jobs), and a temporary folder.
 class ClusterRun : public testing::Test {
 protected:
+    // Skips unless the controller that SLURM_CONF names answers.
     void SetUp() override {
-        if (const std::string reason = whyNoCluster(); !reason.empty())
-            GTEST_SKIP() << reason;
+        const QString conf = qEnvironmentVariable("SLURM_CONF");
+        if (conf.isEmpty() || !QFile::exists(conf) || QStandardPaths::findExecutable("srun").isEmpty())
+            GTEST_SKIP() << "no cluster: no srun, or SLURM_CONF names no file (see scripts/cluster)";
+        const auto r = testutil::run("scontrol", {"ping"}, {}, {}, 20000);
+        if (r.timedOut || r.exitCode != 0)
+            GTEST_SKIP() << "the cluster does not answer: " << r.out << r.err;
     }
     // Jobs a failed test leaves sleeping would hold the node's CPUs for the tests after it.
     void TearDown() override {
