@@ -3,7 +3,6 @@
 
 #include "common/scene.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <gtest/gtest.h>

@@ -18,19 +18,18 @@ namespace {
 // The bytes the whole document serialises to, the way a .pos has always been written.
 QByteArray wholeDocument(const QDomDocument& dom) {
     QByteArray bytes;
-    {
-        QTextStream stream(&bytes, QIODevice::WriteOnly);
-        stream.setCodec("UTF-8");
-        dom.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
-    }
+    QTextStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setCodec("UTF-8");
+    dom.save(stream, pos::XML_INDENT, QDomNode::EncodingFromDocument);
+    stream.flush();
     return bytes;
 }
 
 // A .pos of `groups` groups with whatever a user's file may hold besides them.
 QByteArray shapedPos(const QByteArray& declaration, int groups) {
     QByteArray xml = declaration + "<!-- kept -->\n<Proof_Obligations version=\"2\" x:y=\"z\">\n";
-    xml += "<Foreign a=\"1\" b=\"&amp;\">text<inner/></Foreign>\n<!-- between -->\n";
-    xml += "<Proof_Obligation/>\n";
+    xml += "<Foreign a=\"1\" b=\"&amp;\">text<inner/></Foreign>\n";
+    xml += "<!-- between -->\n<Proof_Obligation/>\n";
     for (int g = 0; g < groups; ++g) {
         xml += "<Proof_Obligation><Tag>g\xc3\xa9" + QByteArray::number(g) + "</Tag>";
         for (int p = 0; p < 3; ++p)
