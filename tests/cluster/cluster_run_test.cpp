@@ -16,23 +16,19 @@
 
 namespace {
 
-// Ids of the jobs named "sleepy_..." that squeue lists: only the running ones, or all.
-QStringList sleepyJobs(bool runningOnly) {
-    QStringList args = {"--noheader", "--format=%i %j"};
-    const auto r = testutil::run("squeue", runningOnly ? args << "--states=RUNNING" : args);
-    QStringList ids;
-    for (const QString& line : QString::fromStdString(r.out).split('\n', Qt::SkipEmptyParts))
-        if (line.section(' ', 1).startsWith("sleepy_"))
-            ids << line.section(' ', 0, 0);
-    return ids;
-}
-
-// Polls `done` every 100 ms for up to `ms` milliseconds.
-template <typename Condition> bool within(int ms, Condition done) {
-    for (int waited = 0; !done(); waited += 100, QThread::msleep(100))
-        if (waited >= ms)
-            return false;
-    return true;
+// Ids of the jobs whose names start with "sleepy_" that squeue lists (the running ones only,
+// or all), once there are `count` of them or `ms` milliseconds have passed.
+QStringList sleepyJobs(bool runningOnly, int count = -1, int ms = 0) {
+    for (int waited = 0;; waited += 100, QThread::msleep(100)) {
+        QStringList args = {"--noheader", "--format=%i %j"};
+        const auto r = testutil::run("squeue", runningOnly ? args << "--states=RUNNING" : args);
+        QStringList ids;
+        for (const QString& line : QString::fromStdString(r.out).split('\n', Qt::SkipEmptyParts))
+            if (line.section(' ', 1).startsWith("sleepy_"))
+                ids << line.section(' ', 0, 0);
+        if (count < 0 || ids.size() == count || waited >= ms)
+            return ids;
+    }
 }
 
 // One replay's files: the example's status and obligation files copied under the name of
@@ -42,16 +38,17 @@ protected:
     // Skips unless the controller that SLURM_CONF names answers.
     void SetUp() override {
         const QString conf = qEnvironmentVariable("SLURM_CONF");
-        if (conf.isEmpty() || !QFile::exists(conf) || QStandardPaths::findExecutable("srun").isEmpty())
-            GTEST_SKIP() << "no cluster: no srun, or SLURM_CONF names no file (see scripts/cluster)";
+        if (!QFile::exists(conf) || QStandardPaths::findExecutable("srun").isEmpty())
+            GTEST_SKIP() << "no cluster: no srun, or SLURM_CONF names no file (scripts/cluster)";
         const auto r = testutil::run("scontrol", {"ping"}, {}, {}, 20000);
         if (r.timedOut || r.exitCode != 0)
             GTEST_SKIP() << "the cluster does not answer: " << r.out << r.err;
     }
     // Jobs a failed test leaves sleeping would hold the node's CPUs for the tests after it.
     void TearDown() override {
-        if (!IsSkipped() && !sleepyJobs(false).isEmpty())
-            testutil::run("scancel", sleepyJobs(false));
+        const QStringList left = IsSkipped() ? QStringList() : sleepyJobs(false);
+        if (!left.isEmpty())
+            testutil::run("scancel", left);
     }
 
     QStringList replayArgs(const QString& component, const QString& mechanism) {
@@ -100,13 +97,11 @@ TEST_F(ClusterRun, StopCancelsTheJobsRemovesTheFilesAndSavesAWholeStatusFile) {
     QProcess povrun;
     povrun.start(POVRUN_BIN, replayArgs("sleepy", work.filePath("z3.xml")));
     // At -c 2, two single-CPU jobs sleep side by side on the two-CPU node.
-    ASSERT_TRUE(within(60000, [] { return sleepyJobs(true).size() == 2; }))
-        << "running: " << sleepyJobs(true).join(' ').toStdString();
+    ASSERT_EQ(sleepyJobs(true, 2, 60000).size(), 2);
     ::kill(static_cast<pid_t>(povrun.processId()), SIGTERM);
     ASSERT_TRUE(povrun.waitForFinished(15000));
     EXPECT_EQ(povrun.exitCode(), 1);
-    EXPECT_TRUE(within(5000, [] { return sleepyJobs(false).isEmpty(); }))
-        << "jobs left in squeue: " << sleepyJobs(false).join(' ').toStdString();
+    EXPECT_EQ(sleepyJobs(false, 0, 5000).join(' ').toStdString(), "") << "jobs left in squeue";
     EXPECT_TRUE(QDir(work.filePath("sleepy-tmp")).isEmpty());
     QDomDocument pos;
     EXPECT_TRUE(pos.setContent(testutil::readFile(work.filePath("sleepy.pos"))) &&
