@@ -99,8 +99,7 @@ TEST_F(ClusterRun, StopCancelsTheJobsRemovesTheFilesAndSavesAWholeStatusFile) {
     // At -c 2, two single-CPU jobs sleep side by side on the two-CPU node.
     ASSERT_EQ(sleepyJobs(true, 2, 60000).size(), 2);
     ::kill(static_cast<pid_t>(povrun.processId()), SIGTERM);
-    ASSERT_TRUE(povrun.waitForFinished(15000));
-    EXPECT_EQ(povrun.exitCode(), 1);
+    ASSERT_TRUE(povrun.waitForFinished(15000) && povrun.exitCode() == 1) << povrun.exitCode();
     EXPECT_EQ(sleepyJobs(false, 0, 5000).join(' ').toStdString(), "") << "jobs left in squeue";
     EXPECT_TRUE(QDir(work.filePath("sleepy-tmp")).isEmpty());
     QDomDocument pos;
