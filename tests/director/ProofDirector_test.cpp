@@ -3,7 +3,6 @@
 
 #include "common/scene.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <gtest/gtest.h>
@@ -16,50 +15,14 @@ namespace {
 
 GoalSpec goal(const QString& status, const QString& mechanismStatus,
               std::vector<std::pair<QString, QString>> drivers, bool hasMechanism = true) {
-    GoalSpec g;
-    g.status = status;
-    g.mechanismStatus = mechanismStatus;
-    g.drivers = std::move(drivers);
-    g.hasMechanism = hasMechanism;
-    return g;
-}
-
-GoalSpec unregistered(const QString& status) {
-    return goal(status, "Unproved", {}, false);
+    return GoalSpec{status, "Unproved", hasMechanism, mechanismStatus, std::move(drivers)};
 }
 
 const GoalSpec settled = scene::settledBy("d");
 const GoalSpec open = goal("Unproved", "Unproved", {});
+const GoalSpec unregistered = goal("Unproved", "Unproved", {}, false);
 
 } // namespace
-
-TEST(Director, ReplayGivesOnlySettlingDrivers) {
-    const struct {
-        const char* name;
-        GoalSpec goal;
-        QStringList expected;
-    } rows[] = {
-        // clang-format off
-        {"unproved goal and mechanism", goal("Unproved", "Unproved", {{"d1", "Proved"}, {"d2", "Disproved"}, {"d3", "Unproved"}, {"d4", "Unknown"}}), {"d1", "d2"}},
-        {"goal proved", goal("Proved", "Unproved", {{"d1", "Proved"}}), {}},
-        {"mechanism unknown", goal("Unproved", "Unknown", {{"d1", "Disproved"}}), {}},
-        {"driver unreliably proved", goal("Unproved", "Unproved", {{"d1", "UnreliablyProved"}}), {}},
-        // clang-format on
-    };
-    Scene s;
-    s.writeMechanism("never", {"d1", "d2", "d3", "d4"});
-    std::vector<GoalSpec> goals;
-    for (const auto& row : rows)
-        goals.push_back(row.goal);
-    s.writePos({{"G", goals}});
-    auto director = s.director();
-    ASSERT_TRUE(director->reloadPosFile());
-    const auto& table = director->getPoTable();
-    ASSERT_EQ(table.at(0).second.size(), goals.size());
-    for (std::size_t i = 0; i < goals.size(); ++i)
-        EXPECT_EQ(table[0].second[i].drivers, rows[i].expected) << rows[i].name;
-    EXPECT_EQ(director->getUnprovedCount(), 3u);
-}
 
 // A failed load after a good one must leave nothing that a save could write over the file.
 TEST(Director, LoadThatFailsLeavesNothingToSave) {
@@ -80,58 +43,49 @@ TEST(Director, LoadThatFailsLeavesNothingToSave) {
 TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     Scene s;
     s.writeMechanism("redundancy", {"d1", "d2"});
-    s.writePos({{"G", {unregistered("Unproved"), unregistered("Unproved")}}});
+    s.writePos({{"G", {unregistered, unregistered}}});
     s.setAnswers("0 0 Disproved\n");
-    auto director = s.director();
-    const std::string out = scene::capturedStdout([&] { director->play(); });
-    EXPECT_EQ(out, "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
-                   "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
-    EXPECT_EQ(s.goalStatus(0, 0), "Disproved");
-    EXPECT_EQ(s.goalStatus(0, 1), "Proved");
+    EXPECT_EQ(scene::capturedStdout([&] { s.director()->play(); }),
+              "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
+              "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
+    EXPECT_EQ((s.goalStatus(0, 0) + " " + s.goalStatus(0, 1)).toStdString(), "Disproved Proved");
     EXPECT_EQ(testutil::readFile(s.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
-    s.writePos({{"G", {unregistered("Proved")}}});
+    s.writePos({{"G", {goal("Proved", "Unproved", {}, false)}}});
     scene::capturedStdout([&] { s.director()->play(); });
     EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
 }
 
 TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
-    const struct {
-        const char* name;
-        std::string filter;
-        bool fastOnly;
-        std::string drivers; // drivers whose heading is printed
-    } rows[] = {{"everything", "", false, "slow fast"},
-                {"filter", "slow", false, "slow"},
-                {"unknown driver", "none", false, ""},
-                {"fast only", "", true, "fast"},
-                {"fast only and a slow driver", "slow", true, ""}};
-    for (const auto& row : rows) {
+    const std::tuple<const char*, std::string, bool, QStringList> rows[] = {
+        {"everything", "", false, {"slow", "fast"}},
+        {"filter", "slow", false, {"slow"}},
+        {"unknown driver", "none", false, {}},
+        {"fast only", "", true, {"fast"}},
+        {"fast only and a slow driver", "slow", true, {}},
+    };
+    for (const auto& [name, filter, fastOnly, expected] : rows) {
         Scene s;
         s.drivers = {s.driver("slow"), s.driver("fast")};
         s.drivers[1].fast = true;
         s.writeMechanism();
-        s.writePos({{"G", {goal("Unproved", "Unproved", {{"slow", "Proved"}, {"fast", "Proved"}})}}});
-        auto director = s.director("", row.filter, row.fastOnly);
+        s.writePos(
+            {{"G", {goal("Unproved", "Unproved", {{"slow", "Proved"}, {"fast", "Proved"}})}}});
+        auto director = s.director("", filter, fastOnly);
         ASSERT_TRUE(director->reloadPosFile());
-        const QString out =
+        const auto out =
             QString::fromStdString(scene::capturedStdout([&] { director->playDrivers(); }));
         QStringList played;
-        for (const QString name : {"slow", "fast"})
-            if (out.contains("Proof driver " + name + ","))
-                played << name;
-        EXPECT_EQ(played.join(' ').toStdString(), row.drivers) << row.name;
+        for (const QString driver : {"slow", "fast"})
+            if (out.contains("Proof driver " + driver + ","))
+                played << driver;
+        EXPECT_EQ(played, expected) << name;
     }
 }
 
 TEST(Director, FailedJobsAreListedAsErrors) {
     const QByteArray crash = "cat >/dev/null; kill -SEGV $$\n";
     using scene::DriverSpec;
-    const struct {
-        const char* name;
-        QString DriverSpec::*tool;
-        QByteArray script;
-        QString error;
-    } rows[] = {
+    const std::tuple<const char*, QString DriverSpec::*, QByteArray, QString> rows[] = {
         // clang-format off
         {"writer crashes", &DriverSpec::writer, crash, "Secondary proof obligation generation for driver d crashed."},
         {"writer writes nothing", &DriverSpec::writer, "exit 0\n", "Secondary proof obligation for driver d not found in file $PO2."},
@@ -140,59 +94,58 @@ TEST(Director, FailedJobsAreListedAsErrors) {
         {"reader answers twice", &DriverSpec::reader, "cat >/dev/null; echo Proved; echo Proved\n", "Unexpected number of results from driver d reader."},
         // clang-format on
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, tool, script, error] : rows) {
         Scene s;
-        testutil::writeScript(s.path("bad.sh"), row.script);
-        s.drivers[0].*row.tool = s.path("bad.sh");
+        testutil::writeScript(s.path("bad.sh"), script);
+        s.drivers[0].*tool = s.path("bad.sh");
         s.writeMechanism();
         auto director = s.director();
         scene::capturedStdout([&] { director->replay(); });
-        EXPECT_TRUE(director->hasErrors()) << row.name;
         EXPECT_EQ(director->getErrors(),
-                  QStringList{QString(row.error).replace("$PO2", s.path("tmp/comp_m_d_0_0.po2"))})
-            << row.name;
-        EXPECT_EQ(s.goalStatus(0, 0), "Unproved") << row.name;
+                  QStringList{QString(error).replace("$PO2", s.path("tmp/comp_m_d_0_0.po2"))})
+            << name;
+        EXPECT_EQ(s.goalStatus(0, 0), "Unproved") << name;
     }
 }
 
 TEST(Director, WriterJobsFollowTheDriverGroup) {
     Scene s;
-    // Group B has nothing for the driver: "related" numbers its files with gaps.
-    s.writePos({{"A", {settled, open}},
-                {"B", {open}},
-                {"C", {goal("Unproved", "Unproved", {{"d", "Disproved"}}), scene::settledBy("d", "Proved"), settled}}});
+    // Only a Proved or Disproved driver of an open goal and mechanism makes a job. Group B
+    // has nothing for the driver: "related" numbers its files with gaps.
+    const auto by = [](const QString& answer, const QString& mechanismStatus = "Unproved") {
+        return goal("Unproved", mechanismStatus, {{"d", answer}});
+    };
+    s.writePos({{"A", {settled, open}}, {"B", {open}},
+                {"C", {by("Disproved"), scene::settledBy("d", "Proved"), settled,
+                       by("Proved", "Unknown"), by("Unproved"), by("Unknown"),
+                       by("UnreliablyProved")}}});
     const QString tmp = s.path("tmp"), pog = s.path("comp.pog");
-    const auto tail = [&](const QString& file) {
-        return QStringList{"-i", pog, "-o", tmp + "/" + file, "--level", "2", "-v"};
+    const auto job = [&](const QString& a, const QString& file) {
+        return a.split(' ') + QStringList{"-i", pog, "-o", tmp + "/" + file, "--level", "2", "-v"};
     };
     const std::vector<std::pair<mechanism::group_t, std::vector<QStringList>>> rows = {
-        {mechanism::GROUP_NONE,
-         {QStringList{"-a", "0", "0"} + tail("comp_m_d_0_0.xpo"),
-          QStringList{"-a", "2", "0"} + tail("comp_m_d_2_0.xpo"),
-          QStringList{"-a", "2", "2"} + tail("comp_m_d_2_2.xpo")}},
-        {mechanism::GROUP_RELATED,
-         {QStringList{"-a", "0", "0"} + tail("comp_m_d_0.xpo"),
-          QStringList{"-a", "2", "0", "-a", "2", "2"} + tail("comp_m_d_2.xpo")}},
-        {mechanism::GROUP_FULL,
-         {QStringList{"-a", "0", "0", "-a", "2", "0", "-a", "2", "2"} + tail("comp_m_d.xpo")}},
+        // clang-format off
+        {mechanism::GROUP_NONE, {job("-a 0 0", "comp_m_d_0_0.xpo"), job("-a 2 0", "comp_m_d_2_0.xpo"), job("-a 2 2", "comp_m_d_2_2.xpo")}},
+        {mechanism::GROUP_RELATED, {job("-a 0 0", "comp_m_d_0.xpo"), job("-a 2 0 -a 2 2", "comp_m_d_2.xpo")}},
+        {mechanism::GROUP_FULL, {job("-a 0 0 -a 2 0 -a 2 2", "comp_m_d.xpo")}},
+        // clang-format on
     };
     auto director = s.director();
     ASSERT_TRUE(director->reloadPosFile());
-    for (const auto& row : rows) {
+    for (const auto& [group, expected] : rows) {
         mechanism::driver_t d = director->getMechanism().drivers.at(0);
-        d.group = row.first;
+        d.group = group;
         d.ext = "xpo";
         d.writer.params = {{"--level", " ", "2"}, {"", " ", "-v"}};
         director->setDriver(d);
         ProofDirector::selection_t selection;
         director->selectForDriver(selection);
-        ASSERT_EQ(selection.size(), 3u) << "one inner vector per group, even empty";
         director->produceWriterData(tmp, pog, selection);
         director->produceProverData();
         const auto& jobs = director->getWriterJobs();
-        ASSERT_EQ(jobs.size(), row.second.size()) << "group " << row.first;
+        ASSERT_EQ(jobs.size(), expected.size()) << "group " << group;
         for (std::size_t i = 0; i < jobs.size(); ++i) {
-            EXPECT_EQ(jobs[i].args, row.second[i]) << "group " << row.first << " job " << i;
+            EXPECT_EQ(jobs[i].args, expected[i]) << "group " << group << " job " << i;
             EXPECT_EQ(jobs[i].po2filename, jobs[i].args.at(jobs[i].args.indexOf("-o") + 1));
             EXPECT_EQ(director->getProverJobs().at(i).addresses, jobs[i].positions);
         }
@@ -201,11 +154,8 @@ TEST(Director, WriterJobsFollowTheDriverGroup) {
 
 TEST(Director, ParametersBecomeWordsByTheirSeparator) {
     const QString null, empty = QLatin1String("");
-    const struct {
-        const char* name;
-        mechanism::param_t param;
-        QStringList writerWords, proverWords;
-    } rows[] = {
+    const std::tuple<const char*, mechanism::param_t, QStringList, QStringList> rows[] = {
+        // name, parameter, writer's words, prover's and reader's words
         // clang-format off
         {"blank separator", {"-t", " ", "30"}, {"-t", "30"}, {"-t", "30"}},
         {"equals", {"--t", "=", "30"}, {"--t=30"}, {"--t=30"}},
@@ -217,15 +167,14 @@ TEST(Director, ParametersBecomeWordsByTheirSeparator) {
         {"file placeholder", {"--in", "=", "${file}.smt"}, {"--in=${file}.smt"}, {"--in=/t/f.po2.smt"}},
         // clang-format on
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, param, writerWords, proverWords] : rows) {
         mechanism::tool_t tool;
-        tool.params = {row.param};
-        QStringList writerWords;
-        addParametersBits(writerWords, tool);
-        EXPECT_EQ(writerWords, row.writerWords) << row.name;
-        QStringList proverWords;
-        append_param(row.param, proverWords, "/t/f.po2");
-        EXPECT_EQ(proverWords, row.proverWords) << row.name;
+        tool.params = {param};
+        QStringList writer, prover;
+        addParametersBits(writer, tool);
+        append_param(param, prover, "/t/f.po2");
+        EXPECT_EQ(writer, writerWords) << name;
+        EXPECT_EQ(prover, proverWords) << name;
     }
 }
 
@@ -233,58 +182,42 @@ TEST(Director, ParametersBecomeWordsByTheirSeparator) {
 TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     Scene s;
     testutil::writeScript(s.path("model.sh"),
-                          "cat >/dev/null\necho Disproved\necho 'x = 1'\necho 'y = 2'\n");
+                          "cat >/dev/null; echo Disproved; echo 'x = 1\ny = 2'\n");
     s.drivers[0].reader = s.path("model.sh");
     s.drivers[0].group = "related";
     s.writeMechanism();
     s.writePos({{"A", {settled}}, {"B", {open, open}}});
-    auto director = s.director("B.2");
-    EXPECT_EQ(scene::capturedStdout([&] { director->replay(); }),
+    EXPECT_EQ(scene::capturedStdout([&] { s.director("B.2")->replay(); }),
               "\tProof driver d, still 3 unproved PO\n\t\tA\n\t\t\t\n\t\tB\n\t\t\t-model:\nx = "
               "1\ny = 2\n\n\n\n");
     EXPECT_EQ(testutil::readFile(s.writerLog()),
               "-a 0 1 -i " + s.path("comp.pog").toUtf8() + " -o " +
                   s.path("tmp/comp_m_d_0.po2").toUtf8() + " -m\n");
     const QByteArray saved = s.state(POS);
-    EXPECT_TRUE(saved.contains("author=\"proof_director\"")) << "saved although unchanged";
-    EXPECT_FALSE(saved.contains("Disproved"));
+    EXPECT_TRUE(saved.contains("author=\"proof_director\"") && !saved.contains("Disproved"))
+        << "saved although unchanged, and without the answer";
 }
 
+// The file is never created; a Latin-1 file stays Latin-1 through a symbolic link; a
+// declaration Qt would write back broken (a quote, an unknown encoding) gives way to UTF-8.
 TEST(Director, SavingKeepsTheUsersFile) {
     Scene s;
     auto director = s.director();
     ASSERT_TRUE(director->reloadPosFile());
     s.put(POS, scene::NONE);
-    EXPECT_FALSE(director->savePosFile());
-    EXPECT_EQ(s.state(POS), scene::NONE) << "a status file is never created";
-
-    // A Latin-1 file stays Latin-1, through a symbolic link, with its permissions.
-    const QByteArray latin1 =
-        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<Proof_Obligations><Proof_Obligation>"
-        "<Tag>Op\xe9ration_\xe0</Tag><Simple_Goal status=\"Unproved\"><Mechanism name=\"m\" "
-        "status=\"Unproved\"/></Simple_Goal></Proof_Obligation></Proof_Obligations>\n";
+    EXPECT_TRUE(!director->savePosFile() && s.state(POS) == scene::NONE) << "never created";
     s.put("real", scene::FOLDER);
-    s.put("real/comp.pos", latin1);
-    const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup;
-    QFile::setPermissions(s.path("real/comp.pos"), mode);
     ASSERT_TRUE(QFile::link(s.path("real/comp.pos"), s.path(POS)));
-    for (int cycle = 0; cycle < 2; ++cycle) { // the second reads what the first wrote
-        auto again = s.director();
-        ASSERT_TRUE(again->reloadPosFile() && again->savePosFile()) << "cycle " << cycle;
-        EXPECT_EQ(again->getPoTable()[0].first, "Op\xc3\xa9ration_\xc3\xa0");
+    const QByteArray tail = "\"?>\n<Proof_Obligations><Proof_Obligation><Tag>Op\xe9ration_\xe0"
+                            "</Tag></Proof_Obligation></Proof_Obligations>\n";
+    for (const QByteArray encoding : {"ISO-8859-1", "ISO'8859-1", "no-such-codec"}) {
+        s.put("real/comp.pos", "<?xml version=\"1.0\" encoding=\"" + encoding + tail);
+        for (int cycle = 0; cycle < 2; ++cycle) { // the second reads what the first wrote
+            auto again = s.director();
+            ASSERT_TRUE(again->reloadPosFile() && again->savePosFile()) << encoding.constData();
+            const std::string tag = again->getPoTable().at(0).first;
+            EXPECT_TRUE(encoding != "ISO-8859-1" || tag == "Op\xc3\xa9ration_\xc3\xa0") << tag;
+        }
     }
-    EXPECT_TRUE(s.state("real/comp.pos").contains("author=\"proof_director\""));
-    EXPECT_TRUE(QFileInfo(s.path(POS)).isSymLink());
-    EXPECT_EQ(QFile::permissions(s.path("real/comp.pos")) & ~QFileDevice::Permissions(0x0600), mode);
-    EXPECT_EQ(QDir(s.path("real")).entryList(QDir::Files), QStringList{"comp.pos"});
-
-    // A declaration Qt would write back broken (a quote in a value, an unknown
-    // encoding) gives way to UTF-8 rather than leave a file that does not parse.
-    for (const char* encoding : {"ISO'8859-1", "no-such-codec"}) {
-        s.put("real/comp.pos", "<?xml version=\"1.0\" encoding=\"" + QByteArray(encoding) +
-                                   "\"?>\n<Proof_Obligations/>\n");
-        auto again = s.director();
-        ASSERT_TRUE(again->reloadPosFile() && again->savePosFile()) << encoding;
-        EXPECT_FALSE(pos::documentOfFile(s.path(POS)).isNull()) << encoding;
-    }
+    EXPECT_TRUE(QFileInfo(s.path(POS)).isSymLink() && s.state("real/comp.pos").contains("author="));
 }

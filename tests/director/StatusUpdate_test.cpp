@@ -8,17 +8,14 @@
 using namespace pos;
 
 TEST(TrustRule, EachAnswerHasItsEffect) {
-    const mechanism::trust_t NEVER = mechanism::TRUST_NEVER, REDUNDANCY = mechanism::TRUST_REDUNDANCY,
-                             ALWAYS = mechanism::TRUST_ALWAYS;
+    const mechanism::trust_t NEVER = mechanism::TRUST_NEVER, ALWAYS = mechanism::TRUST_ALWAYS,
+                             REDUNDANCY = mechanism::TRUST_REDUNDANCY;
     const bool LAST = true, EARLIER = false;
-    const struct {
-        const char* name;
-        mechanism::trust_t trust;
-        status_t old;
-        const char* answer;
-        bool lastDriver;
-        director::answer_effect_t effect; // next, setElement, clearDrivers, mayUpdateGoal
-    } rows[] = {
+    // name, trust, old status, answer, by the last driver,
+    // effect {next, setElement, clearDrivers, mayUpdateGoal}
+    const std::tuple<const char*, mechanism::trust_t, status_t, const char*, bool,
+                     director::answer_effect_t>
+        rows[] = {
         // clang-format off
         {"never x unproved x Proved", NEVER, UNPROVED, "Proved", EARLIER, {UNRELIABLY_PROVED, true, true, true}},
         {"never x unreliably proved x Proved", NEVER, UNRELIABLY_PROVED, "Proved", LAST, {UNRELIABLY_PROVED, false, true, true}},
@@ -37,52 +34,50 @@ TEST(TrustRule, EachAnswerHasItsEffect) {
         {"redundancy x unreliably proved x Unknown by the last driver", REDUNDANCY, UNRELIABLY_PROVED, "Unknown", LAST, {UNKNOWN, true, false, false}},
         // clang-format on
     };
-    for (const auto& row : rows) {
-        const director::answer_effect_t e =
-            director::effectOfAnswer(row.trust, row.old, row.answer, row.lastDriver);
-        EXPECT_EQ(e.next, row.effect.next) << row.name;
-        EXPECT_EQ(e.setElement, row.effect.setElement) << row.name;
-        EXPECT_EQ(e.clearDrivers, row.effect.clearDrivers) << row.name;
-        EXPECT_EQ(e.mayUpdateGoal, row.effect.mayUpdateGoal) << row.name;
+    for (const auto& [name, trust, old, answer, lastDriver, x] : rows) {
+        const auto e = director::effectOfAnswer(trust, old, answer, lastDriver);
+        EXPECT_EQ(std::tie(e.next, e.setElement, e.clearDrivers, e.mayUpdateGoal),
+                  std::tie(x.next, x.setElement, x.clearDrivers, x.mayUpdateGoal))
+            << name;
     }
 }
 
 TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
-    const struct {
-        const char *name, *trust;
-        std::vector<std::pair<int, const char*>> steps; // driver index, answer
-        const char *goal, *mechanism;
-        QStringList drivers;
-        uint32_t unproved; // unsigned arithmetic: a second decrement wraps
-    } rows[] = {
+    // name, trust, steps {driver index, answer}, goal/mechanism statuses, drivers left,
+    // unproved count (unsigned arithmetic: a second decrement wraps)
+    using step_t = std::pair<int, const char*>;
+    const std::tuple<const char*, const char*, std::vector<step_t>, const char*, QStringList,
+                     uint32_t>
+        rows[] = {
         // clang-format off
-        {"a first proof leaves the other driver", "redundancy", {{0, "Proved"}}, "UnreliablyProved", "UnreliablyProved", {"d2"}, 0},
-        {"a trusted proof drops the other driver", "always", {{0, "Proved"}}, "Proved", "Proved", {}, 0},
-        {"a second proof counts twice", "redundancy", {{0, "Proved"}, {1, "Proved"}}, "Proved", "Proved", {}, 0xffffffffu},
-        {"an earlier unknown changes nothing", "always", {{0, "Unknown"}}, "Unproved", "Unproved", {"d2"}, 1},
-        {"the last unknown marks the mechanism only", "always", {{1, "Unknown"}}, "Unproved", "Unknown", {"d1"}, 1},
-        {"a disproof after a proof", "always", {{0, "Proved"}, {1, "Disproved"}}, "Proved", "Disproved", {}, 0},
+        {"a first proof leaves the other driver", "redundancy", {{0, "Proved"}}, "UnreliablyProved/UnreliablyProved", {"d2"}, 0},
+        {"a trusted proof drops the other driver", "always", {{0, "Proved"}}, "Proved/Proved", {}, 0},
+        {"a second proof counts twice", "redundancy", {{0, "Proved"}, {1, "Proved"}}, "Proved/Proved", {}, 0xffffffffu},
+        {"an earlier unknown changes nothing", "always", {{0, "Unknown"}}, "Unproved/Unproved", {"d2"}, 1},
+        {"the last unknown marks the mechanism only", "always", {{1, "Unknown"}}, "Unproved/Unknown", {"d1"}, 1},
+        {"a disproof after a proof", "always", {{0, "Proved"}, {1, "Disproved"}}, "Proved/Disproved", {}, 0},
         // clang-format on
     };
-    for (const auto& row : rows) {
+    scene::GoalSpec start;
+    start.drivers = {{"d1", "Proved"}, {"d2", "Disproved"}};
+    for (const auto& [name, trust, steps, statuses, drivers, unproved] : rows) {
         scene::Scene s;
-        s.writeMechanism(row.trust, {"d1", "d2"});
-        s.writePos({{"G", {scene::GoalSpec{"Unproved", "Unproved", true, "Unproved",
-                                           {{"d1", "Proved"}, {"d2", "Disproved"}}}}}});
+        s.writeMechanism(trust, {"d1", "d2"});
+        s.writePos({{"G", {start}}});
         auto director = s.director();
         ASSERT_TRUE(director->reloadPosFile());
-        for (const auto& step : row.steps) {
+        for (const auto& step : steps) {
             director->setDriver(director->getMechanism().drivers.at(step.first));
             director->updateStatus({0, 0}, step.second);
         }
         const ProofDirector::po_data_t& po = director->getPoTable()[0].second[0];
-        EXPECT_EQ(po.element.parentNode().toElement().attribute("status"), row.goal) << row.name;
-        EXPECT_EQ(po.element.attribute("status"), row.mechanism) << row.name;
-        EXPECT_EQ(po.drivers, row.drivers) << row.name;
-        EXPECT_EQ(director->getUnprovedCount(), row.unproved) << row.name;
-        QDomElement d = po.element.firstChildElement("Driver");
-        if (row.steps.back().first == 1)
-            d = d.nextSiblingElement("Driver");
-        EXPECT_EQ(d.attribute("status"), row.steps.back().second) << row.name;
+        const QDomElement m = po.element, goal = m.parentNode().toElement();
+        EXPECT_EQ((goal.attribute("status") + "/" + m.attribute("status")).toStdString(), statuses)
+            << name;
+        const auto [driver, answer] = steps.back();
+        EXPECT_EQ(m.elementsByTagName("Driver").at(driver).toElement().attribute("status"), answer)
+            << name;
+        EXPECT_EQ(po.drivers, drivers) << name;
+        EXPECT_EQ(director->getUnprovedCount(), unproved) << name;
     }
 }
