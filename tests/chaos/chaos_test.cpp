@@ -50,7 +50,8 @@ struct Component : scene::Scene {
         QByteArray answers;
         std::vector<scene::GroupSpec> layout;
         for (int g = 0; g < groups; ++g) {
-            layout.push_back({QStringLiteral("G%1").arg(g), {std::size_t(goals), scene::settledBy("d")}});
+            layout.push_back(
+                {QStringLiteral("G%1").arg(g), {std::size_t(goals), scene::settledBy("d")}});
             for (int p = 0; p < goals; ++p)
                 answers += QByteArray::number(g) + ' ' + QByteArray::number(p) + ' ' +
                            kinds[randomBetween(0, 3)] + '\n';
@@ -102,7 +103,9 @@ QStringList terminationTrial(int signal) {
     const bool expectedEnd = signal == SIGTERM ? povrun.exitStatus() == QProcess::NormalExit
                                                : povrun.exitStatus() == QProcess::CrashExit;
     if (!expectedEnd || povrun.exitCode() != (signal == SIGTERM ? 1 : signal))
-        faults << QStringLiteral("exit status %1, code %2").arg(povrun.exitStatus()).arg(povrun.exitCode());
+        faults << QStringLiteral("exit status %1, code %2")
+                      .arg(povrun.exitStatus())
+                      .arg(povrun.exitCode());
     const QDomDocument doc = pos::documentOfFile(component.path(POS));
     if (doc.isNull()) {
         faults << "the status file does not parse";
@@ -135,7 +138,8 @@ TEST(Chaos, TerminationAtRandomMomentsLeavesNothingBehind) {
     signal(SIGINT, SIG_DFL);
     signal(SIGHUP, SIG_DFL);
     const int trials = qEnvironmentVariableIsSet("CHAOS_TRIALS")
-                           ? qEnvironmentVariableIntValue("CHAOS_TRIALS") : 24;
+                           ? qEnvironmentVariableIntValue("CHAOS_TRIALS")
+                           : 24;
     const int stopSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGKILL};
     int clean = 0;
     for (int trial = 0; trial < trials; ++trial) {

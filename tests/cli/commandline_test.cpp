@@ -17,7 +17,11 @@ const QStringList COMPLETE = {"-d", "tmp", "-s", "a.pos", "-p", "a.pog", "-m", "
 TEST(CommandLine, HelpBadOptionsAndValidationFailuresPrintUsageAndFail) {
     const std::string usage =
         testutil::readFile(POVRUN_SOURCE_DIR "/tests/cli/usage.expected").toStdString();
-    const struct { const char* name; QStringList args; std::string err; } rows[] = {
+    const struct {
+        const char* name;
+        QStringList args;
+        std::string err;
+    } rows[] = {
         // clang-format off
         {"--help", {"--help"}, ""},
         {"unknown option", {"-z"}, POVRUN_BIN ": invalid option -- 'z'\n"},
@@ -49,7 +53,8 @@ TEST(CommandLine, AnyNonZeroTraceLevelShowsTheCommandLineBeforeValidation) {
 // "--mechanism m.xml" hands the option no value: the run ends in an error, never a core dump.
 // Attached values are the options module's test.
 TEST(CommandLine, OptionalLongOptionsWithoutAttachedValueFailWithoutCrashing) {
-    for (const char* option : {"--mechanism", "--mechanism-directory", "--installdir", "--concurrency", "--trace"}) {
+    for (const char* option :
+         {"--mechanism", "--mechanism-directory", "--installdir", "--concurrency", "--trace"}) {
         const testutil::RunResult r = runPovrun(COMPLETE + QStringList{option, "2"});
         EXPECT_TRUE(!r.crashed && r.exitCode == 1 && r.out.empty()) << option;
         EXPECT_EQ(r.err.rfind("povrun: ", 0), 0u) << option << ": " << r.err;

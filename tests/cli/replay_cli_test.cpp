@@ -23,13 +23,17 @@ TEST(Replay, ProtocolShowsDriversHeadingsAndMarks) {
     for (const char* form : {"plain", "xml"}) {
         Scene s;
         s.writeMechanism("always", {"d1", "d2"});
-        s.writePos({{"G0", {settledBy("d1"), settledBy("d1")}}, {"G1", {settledBy("d1", "Proved")}}, {"G2", {settledBy("d1")}}});
+        s.writePos({{"G0", {settledBy("d1"), settledBy("d1")}},
+                    {"G1", {settledBy("d1", "Proved")}},
+                    {"G2", {settledBy("d1")}}});
         s.setAnswers("0 0 Proved\n0 1 Disproved\n2 0 Unknown\n");
         const bool xml = QString(form) == "xml";
         const testutil::RunResult r = s.run(xml ? QStringList{"-x"} : QStringList{});
         EXPECT_EQ(r.exitCode, 0) << form;
-        EXPECT_EQ(r.out + r.err, expected(xml ? "protocol_xml.expected" : "protocol.expected")) << form;
-        EXPECT_EQ(s.goalStatus(0, 0) + s.goalStatus(0, 1) + s.goalStatus(2, 0), "ProvedDisprovedUnproved");
+        EXPECT_EQ(r.out + r.err, expected(xml ? "protocol_xml.expected" : "protocol.expected"))
+            << form;
+        EXPECT_EQ(s.goalStatus(0, 0) + s.goalStatus(0, 1) + s.goalStatus(2, 0),
+                  "ProvedDisprovedUnproved");
     }
 }
 
@@ -43,13 +47,15 @@ TEST(Replay, FirstPlayRegistersTheMechanismAndReplayFollowsIt) {
     s.writePos({{"G", {bare, bare, bare}}});
     s.setAnswers("0 0 Proved\n0 1 Unknown\n0 2 Disproved\n");
     const testutil::RunResult first = s.run({"--first-play"});
-    EXPECT_EQ(std::to_string(first.exitCode) + first.out + first.err, "0" + expected("first_play.expected"));
+    EXPECT_EQ(std::to_string(first.exitCode) + first.out + first.err,
+              "0" + expected("first_play.expected"));
 
     QDomDocument doc = pos::documentOfFile(s.path(POS));
     pos::unprove(doc);
     s.put(POS, doc.toByteArray(pos::XML_INDENT));
     const testutil::RunResult replay = s.run();
-    EXPECT_EQ(std::to_string(replay.exitCode) + replay.out + replay.err, "0" + expected("replay_after_first_play.expected"));
+    EXPECT_EQ(std::to_string(replay.exitCode) + replay.out + replay.err,
+              "0" + expected("replay_after_first_play.expected"));
 }
 
 TEST(Replay, TraceLevelOneTellsWhatHappens) {
@@ -60,9 +66,11 @@ TEST(Replay, TraceLevelOneTellsWhatHappens) {
     const QString log = QString::fromStdString(traced.err);
     EXPECT_EQ(log.count("-- ProofDirector -- Playing 0-th driver (d)\n"), 2) << traced.err;
     EXPECT_EQ(log.count("-- Proof Director -- Thread "), 4) << "writes and proves, per job";
-    EXPECT_TRUE(log.contains("-- ProofDirector -- Issuing writing command " + s.path("writer.sh") + " -a 0 1 -i comp.pog"));
+    EXPECT_TRUE(log.contains("-- ProofDirector -- Issuing writing command " + s.path("writer.sh") +
+                             " -a 0 1 -i comp.pog"));
     EXPECT_TRUE(log.endsWith("-- ProofDirector -- Destroyed ProofDirector for component comp\n"));
-    EXPECT_EQ(s.run({"-t", "2"}).err.find("ProofDirector"), std::string::npos) << "only level 1 traces";
+    EXPECT_EQ(s.run({"-t", "2"}).err.find("ProofDirector"), std::string::npos)
+        << "only level 1 traces";
 }
 
 TEST(Replay, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
@@ -81,7 +89,8 @@ TEST(Replay, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
             const testutil::RunResult r = s.run({"-c", levels[run]});
             EXPECT_EQ(std::to_string(r.exitCode) + r.err, "0") << input << " -c " << levels[run];
             results[run] = s.state(POS);
-            const QStringList calls = QString::fromUtf8(testutil::readFile(s.writerLog())).split('\n', Qt::SkipEmptyParts);
+            const QStringList calls = QString::fromUtf8(testutil::readFile(s.writerLog()))
+                                          .split('\n', Qt::SkipEmptyParts);
             EXPECT_EQ(calls.size(), 40) << input << " -c " << levels[run];
             EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 40) << "each job once";
         }

@@ -59,8 +59,13 @@ protected:
             QFile::setPermissions(pos, QFile::permissions(pos) | QFileDevice::WriteOwner);
             QDir(work.path()).mkpath(component + "-tmp");
         }
-        return {"-i", EXAMPLE_TOOLS_DIR, "-i", CLUSTER_EXAMPLE_DIR, "-m", mechanism, "-s", pos,
-                "-p", pog, "-d", work.filePath(component + "-tmp"), "-c", "2"};
+        return {"-i", EXAMPLE_TOOLS_DIR,
+                "-i", CLUSTER_EXAMPLE_DIR,
+                "-m", mechanism,
+                "-s", pos,
+                "-p", pog,
+                "-d", work.filePath(component + "-tmp"),
+                "-c", "2"};
     }
 
     QTemporaryDir work;
@@ -116,7 +121,8 @@ TEST_F(ClusterRun, JobTheClusterRefusesIsReportedAsACrashedProver) {
     // One crash for each of the z3 driver's 16 one-goal jobs, and the goals kept as they were.
     const QString err = QString::fromStdString(r.err);
     EXPECT_TRUE(err.count("Driver prover crashed.") == 16 &&
-                err.count("srun: error: Unable to allocate resources") == 16) << r.err;
+                err.count("srun: error: Unable to allocate resources") == 16)
+        << r.err;
     EXPECT_EQ(testutil::readFile(work.filePath("refused.pos")),
               testutil::readFile(EXAMPLE_DIR "/tank.pos"));
 }

@@ -72,13 +72,12 @@ testutil::RunResult Scene::run(const QStringList& extra, int timeoutMs) const {
     return testutil::runPovrun(options + extra, dir.path(), timeoutMs);
 }
 
-std::unique_ptr<ProofDirector> Scene::director(const std::string& selector,
-                                               const std::string& driverFilter,
-                                               bool fastOnly) const {
-    return std::make_unique<ProofDirector>(
-        "comp", path("m.xml").toStdString(), path(POS).toStdString(),
-        path("comp.pog").toStdString(), path("tmp").toStdString(), std::vector<std::string>(),
-        false, 1u, 0, driverFilter, selector, fastOnly);
+std::unique_ptr<ProofDirector>
+Scene::director(const std::string& selector, const std::string& driverFilter, bool fastOnly) const {
+    return std::make_unique<ProofDirector>("comp", path("m.xml").toStdString(),
+                                           path(POS).toStdString(), path("comp.pog").toStdString(),
+                                           path("tmp").toStdString(), std::vector<std::string>(),
+                                           false, 1u, 0, driverFilter, selector, fastOnly);
 }
 
 QString Scene::goalStatus(int group, int goal) const {

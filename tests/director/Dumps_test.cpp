@@ -20,8 +20,8 @@ template <typename T> std::string dumped(const T& value) {
 TEST(Dumps, DirectorJobsAndRecordsShowEveryField) {
     scene::Scene s;
     auto director = s.director();
-    EXPECT_EQ(dumped(*director), "pos: " + s.path(scene::POS).toStdString() + "\npog: " +
-                                     s.path("comp.pog").toStdString() + "\ndir: " +
+    EXPECT_EQ(dumped(*director), "pos: " + s.path(scene::POS).toStdString() +
+                                     "\npog: " + s.path("comp.pog").toStdString() + "\ndir: " +
                                      s.path("tmp").toStdString() + "\nloaded: 1\nmechanism:\n" +
                                      dumped(director->getMechanism()) + "concurrency:1\n");
     const std::vector<ProofDirector::po_address_t> positions{{0, 1}, {2, 3}};

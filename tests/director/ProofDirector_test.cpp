@@ -115,10 +115,12 @@ TEST(Director, WriterJobsFollowTheDriverGroup) {
     const auto by = [](const QString& answer, const QString& mechanismStatus = "Unproved") {
         return goal("Unproved", mechanismStatus, {{"d", answer}});
     };
-    s.writePos({{"A", {settled, open}}, {"B", {open}},
-                {"C", {by("Disproved"), scene::settledBy("d", "Proved"), settled,
-                       by("Proved", "Unknown"), by("Unproved"), by("Unknown"),
-                       by("UnreliablyProved")}}});
+    s.writePos(
+        {{"A", {settled, open}},
+         {"B", {open}},
+         {"C",
+          {by("Disproved"), scene::settledBy("d", "Proved"), settled, by("Proved", "Unknown"),
+           by("Unproved"), by("Unknown"), by("UnreliablyProved")}}});
     const QString tmp = s.path("tmp"), pog = s.path("comp.pog");
     const auto job = [&](const QString& a, const QString& file) {
         return a.split(' ') + QStringList{"-i", pog, "-o", tmp + "/" + file, "--level", "2", "-v"};

@@ -78,7 +78,8 @@ TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
             for (int change = 0; change < 4; ++change) {
                 const int group = random.bounded(40);
                 QDomElement goal = dom.elementsByTagName(pos::TAG_SIMPLE_GOAL)
-                                       .at(group * 3 + random.bounded(3)).toElement();
+                                       .at(group * 3 + random.bounded(3))
+                                       .toElement();
                 // Characters the declared encoding lacks become references.
                 goal.setAttribute("status", round % 2 ? "Proved \xe2\x9c\x93" : "Unknown");
                 saver.markChanged(static_cast<std::size_t>(group + 1));

@@ -16,7 +16,7 @@ TEST(TrustRule, EachAnswerHasItsEffect) {
     const std::tuple<const char*, mechanism::trust_t, status_t, const char*, bool,
                      director::answer_effect_t>
         rows[] = {
-        // clang-format off
+            // clang-format off
         {"never x unproved x Proved", NEVER, UNPROVED, "Proved", EARLIER, {UNRELIABLY_PROVED, true, true, true}},
         {"never x unreliably proved x Proved", NEVER, UNRELIABLY_PROVED, "Proved", LAST, {UNRELIABLY_PROVED, false, true, true}},
         {"always x unproved x Proved", ALWAYS, UNPROVED, "Proved", EARLIER, {PROVED, true, true, true}},
@@ -32,8 +32,8 @@ TEST(TrustRule, EachAnswerHasItsEffect) {
         {"never x unknown x Unknown by the last driver", NEVER, UNKNOWN, "Unknown", LAST, {UNKNOWN, false, false, false}},
         {"redundancy x unreliably proved x Unknown by an earlier driver", REDUNDANCY, UNRELIABLY_PROVED, "Unknown", EARLIER, {UNRELIABLY_PROVED, false, false, true}},
         {"redundancy x unreliably proved x Unknown by the last driver", REDUNDANCY, UNRELIABLY_PROVED, "Unknown", LAST, {UNKNOWN, true, false, false}},
-        // clang-format on
-    };
+            // clang-format on
+        };
     for (const auto& [name, trust, old, answer, lastDriver, x] : rows) {
         const auto e = director::effectOfAnswer(trust, old, answer, lastDriver);
         EXPECT_EQ(std::tie(e.next, e.setElement, e.clearDrivers, e.mayUpdateGoal),
@@ -49,15 +49,15 @@ TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
     const std::tuple<const char*, const char*, std::vector<step_t>, const char*, QStringList,
                      uint32_t>
         rows[] = {
-        // clang-format off
+            // clang-format off
         {"a first proof leaves the other driver", "redundancy", {{0, "Proved"}}, "UnreliablyProved/UnreliablyProved", {"d2"}, 0},
         {"a trusted proof drops the other driver", "always", {{0, "Proved"}}, "Proved/Proved", {}, 0},
         {"a second proof counts twice", "redundancy", {{0, "Proved"}, {1, "Proved"}}, "Proved/Proved", {}, 0xffffffffu},
         {"an earlier unknown changes nothing", "always", {{0, "Unknown"}}, "Unproved/Unproved", {"d2"}, 1},
         {"the last unknown marks the mechanism only", "always", {{1, "Unknown"}}, "Unproved/Unknown", {"d1"}, 1},
         {"a disproof after a proof", "always", {{0, "Proved"}, {1, "Disproved"}}, "Proved/Disproved", {}, 0},
-        // clang-format on
-    };
+            // clang-format on
+        };
     scene::GoalSpec start;
     start.drivers = {{"d1", "Proved"}, {"d2", "Disproved"}};
     for (const auto& [name, trust, steps, statuses, drivers, unproved] : rows) {

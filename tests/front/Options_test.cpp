@@ -31,7 +31,13 @@ command_line_t parse(Words words, bool complete = true) {
 // Bad options, a missing value, --version before -h and a missing -d are the command-line test's.
 TEST(Options, EachCommandLineAsksForARunTheUsageOrTheVersion) {
     using R = request_t;
-    const struct { const char* name; Words words; bool complete; request_t request; bool runnable; } rows[] = {
+    const struct {
+        const char* name;
+        Words words;
+        bool complete;
+        request_t request;
+        bool runnable;
+    } rows[] = {
         // clang-format off
         {"complete with -m", {"-m", "m.xml"}, true, R::RUN, true},
         {"complete with -M", {"-M", "d"}, true, R::RUN, true},
@@ -48,14 +54,16 @@ TEST(Options, EachCommandLineAsksForARunTheUsageOrTheVersion) {
     for (const auto& row : rows) {
         const command_line_t result = parse(row.words, row.complete);
         EXPECT_EQ(result.request, row.request) << row.name;
-        EXPECT_EQ(result.request == R::RUN && isRunnable(result.settings), row.runnable) << row.name;
+        EXPECT_EQ(result.request == R::RUN && isRunnable(result.settings), row.runnable)
+            << row.name;
     }
 }
 
 // Long options without an attached value are the command-line test's.
 TEST(Options, ValuesLandInTheirSettings) {
-    const settings_t s =
-        parse({"-i", "a", "--installdir=b", "--mechanism=m", "--concurrency=4", "--trace=2", "-x", "--first-play"}).settings;
+    const settings_t s = parse({"-i", "a", "--installdir=b", "--mechanism=m", "--concurrency=4",
+                                "--trace=2", "-x", "--first-play"})
+                             .settings;
     EXPECT_EQ(s.installDirs, (Words{"a", "b"}));
     EXPECT_EQ(s.tempDir + s.posPath + s.pogPath + s.mechanismFile, "tmpa.posa.pogm");
     EXPECT_EQ(s.concurrency * 10 + s.trace, 42);
@@ -64,9 +72,15 @@ TEST(Options, ValuesLandInTheirSettings) {
 }
 
 TEST(BaseNameOfPath, DropsDirectoryAndLastExtension) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"bdp\\comp.pos", "comp"}, {"a.b/comp", "comp"}, {"x/y.tar.gz", "y.tar"}, {"dir/", ""}, {"dir\\", ""},
-        {"mixed\\dir/comp.xml", "comp"}, {"mixed/dir\\comp.xml", "comp"}, {".hidden", ""}, {"trailing.", "trailing"}};
+    const std::pair<const char*, const char*> rows[] = {{"bdp\\comp.pos", "comp"},
+                                                        {"a.b/comp", "comp"},
+                                                        {"x/y.tar.gz", "y.tar"},
+                                                        {"dir/", ""},
+                                                        {"dir\\", ""},
+                                                        {"mixed\\dir/comp.xml", "comp"},
+                                                        {"mixed/dir\\comp.xml", "comp"},
+                                                        {".hidden", ""},
+                                                        {"trailing.", "trailing"}};
     for (const auto& [path, expected] : rows)
         EXPECT_EQ(baseNameOfPath(path), expected) << "path: " << path;
 }

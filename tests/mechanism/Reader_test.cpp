@@ -40,8 +40,8 @@ std::string summary(const mechanism_t& m) {
     const auto text = [](const QString& s) { return s.isNull() ? QString("~") : s; };
     QString out;
     for (const driver_t& d : m.drivers) {
-        out += QString::asprintf("\n%s %d %s %d %d %d", qPrintable(d.name), d.group, qPrintable(d.ext), d.fast,
-                                 d.prover.input, d.prover.timeout);
+        out += QString::asprintf("\n%s %d %s %d %d %d", qPrintable(d.name), d.group,
+                                 qPrintable(d.ext), d.fast, d.prover.input, d.prover.timeout);
         for (const auto* params : {&d.writer.params, &d.prover.params, &d.reader.params}) {
             out += " :";
             for (const param_t& p : *params)
@@ -77,21 +77,31 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
               "\nd3 0 po2 0 1 -1 : :~ ${timeout}| :-r~|");
 
     // Driver %1 with its writer, prover and reader at %2, %3 and %4; the prover expands "a".
-    const QString driver = "<driver name='d%1'><writer name='W%1' path='%2'/><prover name='P%1' path='%3'><expand name='a'/>"
+    const QString driver = "<driver name='d%1'><writer name='W%1' path='%2'/><prover name='P%1' "
+                           "path='%3'><expand name='a'/>"
                            "</prover><reader name='R%1' path='%4'/></driver>";
     const QString mech = "<mechanism><definition name='a'/><definition name='b'/>%1</mechanism>";
     const QString good = driver.arg("0", "t", "t", "t");
     // The line after a missing tool: the path, the install directory, then the current one.
     const auto searched = [&temp](const std::string& path) {
-        return "povrun: looked for \"" + path + "\" in " + temp.path().toStdString() + ", then in the current directory " +
-               std::filesystem::current_path().string() + "; no resource named\n";
+        return "povrun: looked for \"" + path + "\" in " + temp.path().toStdString() +
+               ", then in the current directory " + std::filesystem::current_path().string() +
+               "; no resource named\n";
     };
     const std::string file = temp.filePath("m.xml").toStdString();
-    const struct { const char* name; QString xml; std::string outcome; } rows[] = {
-        {"reader of the first driver", mech.arg(driver.arg("1", "t", "t", "no") + good), "m 0 false|Cannot locate tool R1\n" + searched("no")},
-        {"writer of the second driver", mech.arg(good + driver.arg("2", "no", "t", "t")), "m 0 false d0|Cannot locate tool W2\n" + searched("no")},
-        {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")), "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh")},
-        {"unknown group", mech.arg(good + "<driver group='some'/>"), "m 0 " + file + ": unknown group \"some\" (map::at) d0|"},
+    const struct {
+        const char* name;
+        QString xml;
+        std::string outcome;
+    } rows[] = {
+        {"reader of the first driver", mech.arg(driver.arg("1", "t", "t", "no") + good),
+         "m 0 false|Cannot locate tool R1\n" + searched("no")},
+        {"writer of the second driver", mech.arg(good + driver.arg("2", "no", "t", "t")),
+         "m 0 false d0|Cannot locate tool W2\n" + searched("no")},
+        {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")),
+         "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh")},
+        {"unknown group", mech.arg(good + "<driver group='some'/>"),
+         "m 0 " + file + ": unknown group \"some\" (map::at) d0|"},
         {"second definition", mech.arg(good).replace("'a'/></p", "'b'/></p"), "m 0 map::at|"},
     };
     for (const auto& row : rows) {
@@ -110,5 +120,7 @@ TEST(Dump, MechanismWithTwoDriversIsWrittenByteForByte) {
     first.name = "d1";
     std::ostringstream os;
     os << mechanism_t{"x", "mech", TRUST_REDUNDANCY, {first, driver_t()}, {"d1", "d2"}};
-    EXPECT_EQ(os.str(), testutil::readFile(POVRUN_SOURCE_DIR "/tests/mechanism/two_driver_dump.expected").toStdString());
+    EXPECT_EQ(os.str(),
+              testutil::readFile(POVRUN_SOURCE_DIR "/tests/mechanism/two_driver_dump.expected")
+                  .toStdString());
 }

@@ -16,7 +16,8 @@ TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPla
     const auto at = [&](const char* relative) { return (root / relative).string(); };
     for (const char* directory : {"d1/b", "d2", "cwd"})
         fs::create_directories(root / directory);
-    for (const char* tool : {"d1/a.exe", "d2/a", "d2/b", "d2/c.exe", "cwd/c", "cwd/f.exe", "d1/g.sh.exe", "cwd/g.sh"})
+    for (const char* tool :
+         {"d1/a.exe", "d2/a", "d2/b", "d2/c.exe", "cwd/c", "cwd/f.exe", "d1/g.sh.exe", "cwd/g.sh"})
         testutil::writeScript(QString::fromStdString(at(tool)), "exit 0\n");
     testutil::writeFile(QString::fromStdString(at("d1/a")), "not a program\n");
     testutil::writeFile(temp.filePath("r"), ("ZDR*Proof*x: " + at("d2") + "/../d2//b/\n").c_str());
@@ -27,7 +28,13 @@ TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPla
 
     const std::vector<std::string> both = {at("d1"), at("d2")};
     // found empty: not found
-    const struct { const char* name; std::string path; const char* resource; std::vector<std::string> installDirs; std::string found; } rows[] = {
+    const struct {
+        const char* name;
+        std::string path;
+        const char* resource;
+        std::vector<std::string> installDirs;
+        std::string found;
+    } rows[] = {
         {"a non-executable is passed over for the exe", "a", "", both, at("d1/a.exe")},
         {"a directory is skipped", "b", "", both, at("d2/b")},
         {"install dirs come before the current dir", "c", "", both, at("d2/c.exe")},

@@ -18,7 +18,8 @@ namespace {
 QDomDocument document(const QStringList& groups) {
     const QString open = "<Proof_Obligation><Tag>g</Tag>", close = "</Proof_Obligation>";
     QDomDocument doc;
-    doc.setContent("<Proof_Obligations>" + open + groups.join(close + open) + close + "</Proof_Obligations>");
+    doc.setContent("<Proof_Obligations>" + open + groups.join(close + open) + close +
+                   "</Proof_Obligations>");
     return doc;
 }
 
@@ -43,7 +44,8 @@ status_t expectedOf(const QString& goal) {
 TEST(Status, SpellingsReadBackAndUnknownTextsThrowMapAt) {
     for (const status_t status : {UNPROVED, UNKNOWN, UNRELIABLY_PROVED, PROVED, DISPROVED})
         EXPECT_EQ(proofStatusOfAttrValue(strOfProofStatus(status)), status) << status;
-    for (const char* env : {"Proved(0)", "Proved(1)", "Proved(2)", "Proved(3)", "Proved(Util)", "Proved(Rapide)"})
+    for (const char* env :
+         {"Proved(0)", "Proved(1)", "Proved(2)", "Proved(3)", "Proved(Util)", "Proved(Rapide)"})
         EXPECT_EQ(proofStatusOfAttrValue(env), PROVED) << env;
     for (const char* bad : {"Valid", "Invalid", "proved", " Proved", "", "Proved(4)"}) {
         try {
@@ -56,7 +58,11 @@ TEST(Status, SpellingsReadBackAndUnknownTextsThrowMapAt) {
 }
 
 TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
-    const struct { const char *name, *state, *iapa; std::vector<const char*> mechanisms; status_t expected; } rows[] = {
+    const struct {
+        const char *name, *state, *iapa;
+        std::vector<const char*> mechanisms;
+        status_t expected;
+    } rows[] = {
         {"nothing at all", nullptr, nullptr, {}, UNPROVED},
         {"plain Proved is no environment proof", "Proved", nullptr, {}, UNPROVED},
         {"environment proof", "Proved(Rapide)", nullptr, {}, PROVED},
@@ -71,7 +77,8 @@ TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
     for (const auto& r : rows)
         EXPECT_EQ(expectedOf(goalXml(r.state, r.iapa, r.mechanisms)), r.expected) << r.name;
     // An environment spelling is no mechanism verdict, nor "Proved" an assistant's.
-    for (const QString& goal : {goalXml(0, 0, {"Proved(0)"}), goalXml(0, 0, {"Valid"}), goalXml(0, "Proved", {})})
+    for (const QString& goal :
+         {goalXml(0, 0, {"Proved(0)"}), goalXml(0, 0, {"Valid"}), goalXml(0, "Proved", {})})
         EXPECT_THROW(expectedOf(goal), std::out_of_range) << goal.toStdString();
 }
 
@@ -79,26 +86,32 @@ TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
 // inconsistent goal stays as it is.
 TEST(RemoveMechanism, RemovesTheFirstOfTheNamePerGoalAndRecomputesThatGoal) {
     const QString kept = "<Mechanism name='\xc3\xa9' status='Proved'/>";
-    const QString inconsistent = "<Simple_Goal status='Disproved'><Mechanism name='b' status='Proved'/></Simple_Goal>";
-    QDomDocument doc = document({"<Simple_Goal status='Disproved'><Mechanism name='\xc3\xa9' status='Disproved'/>" +
-                                 kept + "</Simple_Goal>" + inconsistent});
+    const QString inconsistent =
+        "<Simple_Goal status='Disproved'><Mechanism name='b' status='Proved'/></Simple_Goal>";
+    QDomDocument doc = document(
+        {"<Simple_Goal status='Disproved'><Mechanism name='\xc3\xa9' status='Disproved'/>" + kept +
+         "</Simple_Goal>" + inconsistent});
     const QString untouched = doc.toString();
     bool changed = true;
     EXPECT_TRUE(removeMechanism(doc, "b\xc3\xa9", changed) && !changed);
     EXPECT_EQ(doc.toString(), untouched);
     EXPECT_TRUE(removeMechanism(doc, "\xc3\xa9", changed) && changed);
-    EXPECT_EQ(doc.toString(), document({"<Simple_Goal status='Proved'>" + kept + "</Simple_Goal>" + inconsistent}).toString());
+    EXPECT_EQ(doc.toString(),
+              document({"<Simple_Goal status='Proved'>" + kept + "</Simple_Goal>" + inconsistent})
+                  .toString());
 }
 
 TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
     const QString good = goalXml(nullptr, "Unknown", {"Unknown"});
     EXPECT_TRUE(checkPosInvariant(document({good, good})));
     testing::internal::CaptureStderr();
-    EXPECT_FALSE(checkPosInvariant(document({good, "<Simple_Goal status='Unknown'><Proof_State proofState='Proved'/>"
-                                                   "</Simple_Goal><Simple_Goal status='Disproved'/>"})));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "    <Simple_Goal status=\"Unknown\">\n"
-                                                      "        <Proof_State proofState=\"Proved\"/>\n"
-                                                      "    </Simple_Goal>\n");
+    EXPECT_FALSE(checkPosInvariant(
+        document({good, "<Simple_Goal status='Unknown'><Proof_State proofState='Proved'/>"
+                        "</Simple_Goal><Simple_Goal status='Disproved'/>"})));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "    <Simple_Goal status=\"Unknown\">\n"
+              "        <Proof_State proofState=\"Proved\"/>\n"
+              "    </Simple_Goal>\n");
 }
 
 // A count per printed figure (1 proved, 2 unreliable, 3 disproved, 4 unproved) and five
@@ -106,12 +119,16 @@ TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
 TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
     QTemporaryDir dir;
     const QString path = dir.filePath("comp.pos"), missing = dir.filePath("missing.pos");
-    const auto goals = [](const char* status, int n) { return QString("<Simple_Goal%1/>").arg(status).repeated(n); };
+    const auto goals = [](const char* status, int n) {
+        return QString("<Simple_Goal%1/>").arg(status).repeated(n);
+    };
     const QString proved = "<Simple_Goal status='Unknown'><Mechanism name='b' status='Proved'/>"
                            "<Mechanism name='a' status='Proved'/></Simple_Goal>";
-    testutil::writeFile(path, document({goals(" status='Proved'", 1) + goals(" status='UnreliablyProved'", 2) +
-                                            goals(" status='Disproved'", 3), goals("", 4) + proved.repeated(5)})
-                                  .toByteArray());
+    testutil::writeFile(
+        path, document({goals(" status='Proved'", 1) + goals(" status='UnreliablyProved'", 2) +
+                            goals(" status='Disproved'", 3),
+                        goals("", 4) + proved.repeated(5)})
+                  .toByteArray());
     std::list<std::string> names = {"kept"};
     EXPECT_TRUE(getMechanisms(path.toStdString(), names));
     EXPECT_EQ(names, (std::list<std::string>{"b", "a"})) << "each name once, in first-seen order";
@@ -122,10 +139,12 @@ TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
     testing::internal::CaptureStdout();
     print_metrics(path.toStdString(), false, "comp");
     print_metrics(missing.toStdString(), true, "comp");
-    const QString counts = "TOTAL for comp\t Proved %1\t Proved externally %2\t Unreliably proved %3\t Disproved %4\t Unproved %5";
+    const QString counts = "TOTAL for comp\t Proved %1\t Proved externally %2\t Unreliably proved "
+                           "%3\t Disproved %4\t Unproved %5";
     EXPECT_EQ(QString::fromStdString(testing::internal::GetCapturedStdout()),
-              "End of proof\n\n" + counts.arg("1", "5", "2", "3", "4") + "\n<error>File not readable " + missing +
-                  "</error>\n\n<proofResult>\n\n<total>" + counts.arg("0", "0", "0", "0", "0") + "</total>\n</proofResult>\n</proof>\n");
+              "End of proof\n\n" + counts.arg("1", "5", "2", "3", "4") +
+                  "\n<error>File not readable " + missing + "</error>\n\n<proofResult>\n\n<total>" +
+                  counts.arg("0", "0", "0", "0", "0") + "</total>\n</proofResult>\n</proof>\n");
 }
 
 // Every prefix of a real status file, as a kill or a full disk could leave it: none may
@@ -134,8 +153,10 @@ TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
 TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
     // The example's head and first group, its goals' "z3" elements named m: 3 KB, quick to cut.
     const QByteArray example = testutil::readFile(POVRUN_SOURCE_DIR "/examples/smt/tank.pos");
-    const QByteArray full = QByteArray(example.left(example.indexOf("    </Proof_Obligation>\n") + 24) +
-                             "</Proof_Obligations>\n").replace("<Mechanism name=\"z3\"", "<Mechanism name=\"m\"");
+    const QByteArray full =
+        QByteArray(example.left(example.indexOf("    </Proof_Obligation>\n") + 24) +
+                   "</Proof_Obligations>\n")
+            .replace("<Mechanism name=\"z3\"", "<Mechanism name=\"m\"");
     scene::Scene s;
     s.writeMechanism("always", {"z3"});
     const QString posPath = s.path(scene::POS);

@@ -54,7 +54,9 @@ protected:
 // A bad line is named by file and line, defines nothing, and parsing goes on.
 TEST_F(ResourceTest, LinesDefineValuesAsTheSyntaxSays) {
     // expected null: the resource must not exist
-    const struct { const char *row, *content, *tool, *name, *expected, *err = nullptr; } rows[] = {
+    const struct {
+        const char *row, *content, *tool, *name, *expected, *err = nullptr;
+    } rows[] = {
         // clang-format off
         {"star separators, trailing blanks", "ZDR*t*name:   value  \t\n", "t", "name", "value"},
         {"point separators, no blank", " \tZDR.tool.name:value\n", "tool", "name", "value"},
@@ -76,9 +78,11 @@ TEST_F(ResourceTest, LinesDefineValuesAsTheSyntaxSays) {
     };
     for (const auto& row : rows) {
         const std::string file = write("res", row.content);
-        EXPECT_EQ(load(file.c_str(), nullptr, nullptr), row.err ? file + row.err + "\n" : "") << row.row;
+        EXPECT_EQ(load(file.c_str(), nullptr, nullptr), row.err ? file + row.err + "\n" : "")
+            << row.row;
         EXPECT_EQ(lookup(row.tool, row.name), row.expected ? row.expected : "<none>") << row.row;
-        EXPECT_TRUE(!row.err || !get_resource_manager()->get_tool("x")) << row.row << ": a bad line defines nothing";
+        EXPECT_TRUE(!row.err || !get_resource_manager()->get_tool("x"))
+            << row.row << ": a bad line defines nothing";
         TearDown();
     }
 }
@@ -87,7 +91,8 @@ TEST_F(ResourceTest, ExplicitBeatsUserBeatsProductWithoutFallback) {
     const std::string product = write("product", "ZDR*t*a: product\nZDR*t*p: p\nZDR*t*u: p\n");
     const std::string user = write("user", "ZDR*t*a: user\nZDR*t*u: user\n");
     load(product.c_str(), user.c_str(), write("explicit", "ZDR*t*a: explicit\n").c_str());
-    EXPECT_EQ(lookup("t", "a") + " " + lookup("t", "u") + " " + lookup("t", "p"), "explicit user p");
+    EXPECT_EQ(lookup("t", "a") + " " + lookup("t", "u") + " " + lookup("t", "p"),
+              "explicit user p");
     delete_explicit_resources();
     EXPECT_EQ(lookup("t", "a"), "<none>") << "no fallback to an overridden value";
     delete_user_resources();
@@ -110,7 +115,8 @@ TEST_F(ResourceTest, SetWithoutFilesGoesToTheDefaultUserFileWrittenOnlyOnSave) {
     testing::internal::CaptureStderr(); // the backup of a file not yet there fails
     save_resources();
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(testutil::readFile(user->name->chars), "ZDR*Proof*writer: /bin/w2\nZDR*Proof*reader: /bin/r\n");
+    EXPECT_EQ(testutil::readFile(user->name->chars),
+              "ZDR*Proof*writer: /bin/w2\nZDR*Proof*reader: /bin/r\n");
 }
 
 TEST_F(ResourceTest, DeletingToolsAndResourcesRemovesTheirLines) {
