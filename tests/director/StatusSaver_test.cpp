@@ -44,6 +44,7 @@ QByteArray shapedPos(const QByteArray& declaration, int groups) {
 // system (a small tmpfs, where root may mount one) a save fails, is said once, keeps the old
 // file and is retried by the next save.
 TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
+    bool fullDiskTried = false;
     for (const QByteArray encoding : {"", "UTF-8", "ISO-8859-1"}) {
         QTemporaryDir dir;
         const QByteArray where = dir.path().toLocal8Bit();
@@ -58,6 +59,7 @@ TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
         StatusSaver saver(dom, statusMutex, path);
         saver.prepare();
         EXPECT_TRUE(saver.usesGroupTexts()) << encoding.constData();
+        fullDiskTried = small;
         if (small) {
             QFile filler(dir.filePath("filler")); // fills the file system up to the last byte
             filler.open(QIODevice::WriteOnly);
@@ -89,6 +91,9 @@ TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
                 << encoding.constData() << " round " << round;
         }
     }
+    if (!fullDiskTried)
+        GTEST_SKIP() << "bytes checked, but no small file system could be mounted for the "
+                        "failed save (needs root)";
 }
 
 } // namespace
