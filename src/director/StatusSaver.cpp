@@ -251,7 +251,7 @@ void StatusSaver::startBackground() {
 void StatusSaver::backgroundLoop() {
     using clock = std::chrono::steady_clock;
     using std::chrono::milliseconds;
-    constexpr milliseconds shortest{20};
+    constexpr milliseconds shortest{250};
     constexpr milliseconds longest{900};
     constexpr qint64 bytesPerMillisecond = 10 * 1024; // 10 MB of file, one second of pause
     std::unique_lock<std::mutex> lock(wakeMutex);
