@@ -43,8 +43,6 @@ bool ProofDirector::hasWork() {
 }
 
 void ProofDirector::playDrivers() {
-    // Serialised once before any worker starts, so that no job waits for it.
-    saver.prepare();
     for (std::size_t k = 0; k < mechanism.drivers.size(); ++k) {
         driver = mechanism.drivers[k];
         if ((!driverFilter.isEmpty() && driverFilter != driver.name) || (fastOnly && !driver.fast))
@@ -71,6 +69,9 @@ void ProofDirector::playDrivers() {
         traceLine("Driver producing prover data");
         produceProverData();
         operationCount = 0;
+        // Serialised once, before the first worker starts, so that no job waits for it; a
+        // replay with nothing to play never pays for it.
+        saver.prepare();
         runJobs();
         finishDriver();
     }
