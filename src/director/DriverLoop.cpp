@@ -62,6 +62,10 @@ void ProofDirector::playDrivers() {
             continue;
         }
         traceLine("Driver has proof obligations to process.");
+        // Serialised once, before the jobs are built and the first worker starts: no job
+        // waits for it, its passing copy of the whole file is gone before thousands of job
+        // records take their memory, and a replay with nothing to play never pays for it.
+        saver.prepare();
         selection_t selection;
         selectForDriver(selection);
         traceLine("Driver producing writer data");
@@ -69,9 +73,6 @@ void ProofDirector::playDrivers() {
         traceLine("Driver producing prover data");
         produceProverData();
         operationCount = 0;
-        // Serialised once, before the first worker starts, so that no job waits for it; a
-        // replay with nothing to play never pays for it.
-        saver.prepare();
         runJobs();
         finishDriver();
     }

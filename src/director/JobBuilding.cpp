@@ -11,6 +11,15 @@ namespace {
 
 const QString FILE_PLACEHOLDER = QStringLiteral("${file}");
 
+// The number of writer jobs a selection gives, so that a driver of many thousand jobs
+// builds its job list in place instead of copying it while it grows.
+std::size_t jobCount(mechanism::group_t group, const ProofDirector::selection_t& selection) {
+    std::size_t count = 0;
+    for (const auto& pos : selection)
+        count += group == mechanism::GROUP_NONE ? pos.size() : !pos.empty();
+    return group == mechanism::GROUP_FULL ? 1 : count;
+}
+
 } // namespace
 
 void ProofDirector::selectForDriver(selection_t& selection) {
@@ -42,6 +51,7 @@ void ProofDirector::produceWriterData(const QString& directory, const QString& p
     const QString mechanismName = QString::fromStdString(mechanism.name);
     const QDir folder(directory);
     std::vector<writer_data_t> jobs;
+    jobs.reserve(jobCount(driver.group, selection));
     const auto finish = [&](writer_data_t& job) {
         job.cmd = driver.writer.path;
         job.args << QStringLiteral("-i") << pogFile << QStringLiteral("-o") << job.po2filename;
@@ -104,6 +114,7 @@ void ProofDirector::produceWriterData(const QString& directory, const QString& p
 
 void ProofDirector::produceProverData() {
     proverJobs.clear();
+    proverJobs.reserve(writerJobs.size());
     for (const writer_data_t& writerJob : writerJobs) {
         prover_data_t job;
         for (const mechanism::param_t& param : driver.prover.params)

@@ -135,6 +135,7 @@ bool ProofDirector::reloadPosFile() {
     dom = pos::documentOfFile(posPath, &loadFailure);
     if (dom.isNull())
         return false;
+    pos::shareRepeatedTexts(dom);
     unprovedCount = 0;
     const QString mechanismName = QString::fromStdString(mechanism.name);
     std::size_t goalNumber = 0;
@@ -185,6 +186,7 @@ bool ProofDirector::loadPosFile() {
     dom = pos::documentOfFile(posPath, &loadFailure);
     if (dom.isNull())
         return false;
+    pos::shareRepeatedTexts(dom);
     bool registered = false;
     const QString mechanismName = QString::fromStdString(mechanism.name);
     try {
