@@ -1,5 +1,6 @@
-// The command line read in-process: what each one asks for and the settings it gives; the
-// base name of a path.
+// The command line read in-process: the settings it gives; the base name of a path. Which
+// command lines are runnable, and long options without an attached value, are the
+// command-line test's, run through the binary.
 
 #include "front/Options.h"
 #include "front/Utils.h"
@@ -13,10 +14,11 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// Parses COMPLETE + `words` (after the program name) as main would, from a fresh getopt state.
-command_line_t parse(Words words, bool complete = true) {
+// Parses `words` after a program name, a temporary folder, a status and an obligation file,
+// as main would, from a fresh getopt state.
+command_line_t parse(Words words) {
     const Words head = {"povrun", "-d", "tmp", "-s", "a.pos", "-p", "a.pog"};
-    words.insert(words.begin(), head.begin(), complete ? head.end() : head.begin() + 1);
+    words.insert(words.begin(), head.begin(), head.end());
     std::vector<char*> argv;
     for (std::string& word : words)
         argv.push_back(word.data());
@@ -28,38 +30,6 @@ command_line_t parse(Words words, bool complete = true) {
 
 } // namespace
 
-// Bad options, a missing value, --version before -h and a missing -d are the command-line test's.
-TEST(Options, EachCommandLineAsksForARunTheUsageOrTheVersion) {
-    using R = request_t;
-    const struct {
-        const char* name;
-        Words words;
-        bool complete;
-        request_t request;
-        bool runnable;
-    } rows[] = {
-        // clang-format off
-        {"complete with -m", {"-m", "m.xml"}, true, R::RUN, true},
-        {"complete with -M", {"-M", "d"}, true, R::RUN, true},
-        {"-h", {"-h"}, false, R::USAGE, false},
-        {"-h first wins", {"-h", "--version"}, false, R::USAGE, false},
-        {"no mechanism", {}, true, R::RUN, false},
-        {"both mechanisms", {"-m", "m", "-M", "d"}, true, R::RUN, false},
-        {"no status file", {"-d", "t", "-p", "a.pog", "-m", "m"}, false, R::RUN, false},
-        {"no obligation file", {"-d", "t", "-s", "a.pos", "-m", "m"}, false, R::RUN, false},
-        {"concurrency 0", {"-m", "m", "-c", "0"}, true, R::RUN, false},
-        {"concurrency not a number", {"-m", "m", "-c", "x"}, true, R::RUN, false},
-        // clang-format on
-    };
-    for (const auto& row : rows) {
-        const command_line_t result = parse(row.words, row.complete);
-        EXPECT_EQ(result.request, row.request) << row.name;
-        EXPECT_EQ(result.request == R::RUN && isRunnable(result.settings), row.runnable)
-            << row.name;
-    }
-}
-
-// Long options without an attached value are the command-line test's.
 TEST(Options, ValuesLandInTheirSettings) {
     const settings_t s = parse({"-i", "a", "--installdir=b", "--mechanism=m", "--concurrency=4",
                                 "--trace=2", "-x", "--first-play"})
@@ -72,15 +42,11 @@ TEST(Options, ValuesLandInTheirSettings) {
 }
 
 TEST(BaseNameOfPath, DropsDirectoryAndLastExtension) {
-    const std::pair<const char*, const char*> rows[] = {{"bdp\\comp.pos", "comp"},
-                                                        {"a.b/comp", "comp"},
-                                                        {"x/y.tar.gz", "y.tar"},
-                                                        {"dir/", ""},
-                                                        {"dir\\", ""},
-                                                        {"mixed\\dir/comp.xml", "comp"},
-                                                        {"mixed/dir\\comp.xml", "comp"},
-                                                        {".hidden", ""},
-                                                        {"trailing.", "trailing"}};
+    const std::pair<const char*, const char*> rows[] = {
+        {"bdp\\comp.pos", "comp"},       {"a.b/comp", "comp"},
+        {"x/y.tar.gz", "y.tar"},         {"dir/", ""},
+        {"mixed\\dir/comp.xml", "comp"}, {"mixed/dir\\comp.xml", "comp"},
+        {"trailing.", "trailing"}};
     for (const auto& [path, expected] : rows)
         EXPECT_EQ(baseNameOfPath(path), expected) << "path: " << path;
 }
