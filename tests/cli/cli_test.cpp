@@ -71,7 +71,6 @@ TEST(CommandLine, EachCommandLineGetsItsAnswerAndStatus) {
 TEST(CommandLine, TraceShowsTheCommandLineAndLevelOneWhatHappens) {
     EXPECT_EQ(testutil::runPovrun({"-t", "-1", "-s", "a b.pos"}).err,
               "[povrun]\ncommand = \"" POVRUN_BIN " -t -1 -s a b.pos \"\n");
-    EXPECT_EQ(testutil::runPovrun({"-t", "0"}).err, "");
     Scene s;
     s.writePos({{"G", {settledBy("d"), settledBy("d")}}});
     const QString log = QString::fromStdString(s.run({"-t", "1", "-c", "2"}).err);
@@ -79,24 +78,21 @@ TEST(CommandLine, TraceShowsTheCommandLineAndLevelOneWhatHappens) {
     EXPECT_EQ(log.count("-- Proof Director -- Thread "), 4) << "writes and proves, per job";
     EXPECT_TRUE(log.contains("-- ProofDirector -- Issuing writing command " + s.path("writer.sh") +
                              " -a 0 1 -i comp.pog"));
-    EXPECT_TRUE(log.endsWith("-- ProofDirector -- Destroyed ProofDirector for component comp\n"));
     EXPECT_EQ(s.run({"-t", "2"}).err.find("ProofDirector"), std::string::npos)
         << "only level 1 traces";
 }
 
 TEST(Replay, ProtocolShowsDriversHeadingsAndMarks) {
-    for (const char* form : {"plain", "xml"}) {
+    for (const bool xml : {false, true}) {
         Scene s;
         s.writeMechanism("always", {"d1", "d2"});
         s.writePos({{"G0", {settledBy("d1"), settledBy("d1")}},
                     {"G1", {settledBy("d1", "Proved")}},
                     {"G2", {settledBy("d1")}}});
         s.setAnswers("0 0 Proved\n0 1 Disproved\n2 0 Unknown\n");
-        const bool xml = QString(form) == "xml";
         const testutil::RunResult r = s.run(xml ? QStringList{"-x"} : QStringList{});
-        EXPECT_EQ(r.exitCode, 0) << form;
-        EXPECT_EQ(r.out + r.err, expected(xml ? "protocol_xml.expected" : "protocol.expected"))
-            << form;
+        EXPECT_EQ(std::to_string(r.exitCode) + r.out + r.err,
+                  "0" + expected(xml ? "protocol_xml.expected" : "protocol.expected"));
     }
 }
 
@@ -106,8 +102,7 @@ TEST(Replay, ProtocolShowsDriversHeadingsAndMarks) {
 TEST(Replay, FirstPlayRegistersTheMechanismAndReplayFollowsIt) {
     Scene s;
     s.writeMechanism("always", {"d1", "d2"});
-    scene::GoalSpec bare;
-    bare.hasMechanism = false;
+    const scene::GoalSpec bare{"Unproved", "Unproved", false, "Unproved", {}}; // no mechanism
     s.writePos({{"G", {bare, bare, bare}}});
     s.setAnswers("0 0 Proved\n0 1 Unknown\n0 2 Disproved\n");
     EXPECT_EQ(s.run({"--first-play"}).exitCode, 0);
@@ -119,24 +114,20 @@ TEST(Replay, FirstPlayRegistersTheMechanismAndReplayFollowsIt) {
               "0" + expected("replay_after_first_play.expected"));
 }
 
+// Four workers must leave the file that one worker leaves, and run each job once.
 TEST(Replay, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
-    for (const char* input : {"stdin", "file"}) {
-        QByteArray results[2];
-        for (const int run : {0, 1}) {
-            Scene s;
-            s.drivers[0].input = input;
-            s.writeMechanism();
-            s.writePos(std::vector<scene::GroupSpec>(4, {"G", {10, settledBy("d")}}));
-            s.setAnswers("1 3 Disproved\n2 5 Unknown\n3 9 garbage\n");
-            const testutil::RunResult r = s.run({"-c", run == 0 ? "1" : "4"});
-            const std::string at = input + std::string(run == 0 ? " -c 1" : " -c 4");
-            EXPECT_EQ(std::to_string(r.exitCode) + r.err, "0") << at;
-            results[run] = s.state(POS);
-            const QStringList calls =
-                QString(testutil::readFile(s.writerLog())).split('\n', Qt::SkipEmptyParts);
-            EXPECT_EQ(calls.size(), 40) << at;
-            EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 40) << "each job once";
-        }
-        EXPECT_EQ(results[0], results[1]) << input;
+    QByteArray results[2];
+    for (const int run : {0, 1}) {
+        Scene s;
+        s.writePos(std::vector<scene::GroupSpec>(4, {"G", {10, settledBy("d")}}));
+        s.setAnswers("1 3 Disproved\n2 5 Unknown\n3 9 garbage\n");
+        const testutil::RunResult r = s.run({"-c", run == 0 ? "1" : "4"});
+        EXPECT_EQ(std::to_string(r.exitCode) + r.err, "0") << "run " << run;
+        results[run] = s.state(POS);
+        const QStringList calls =
+            QString(testutil::readFile(s.writerLog())).split('\n', Qt::SkipEmptyParts);
+        EXPECT_EQ(calls.size(), 40) << "run " << run;
+        EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 40) << "each job once";
     }
+    EXPECT_EQ(results[0], results[1]);
 }
