@@ -38,11 +38,10 @@ QStringList processesMarkedWith(const QByteArray& mark, int waitMs) {
     }
 }
 
-// One trial on 4 groups of 75 goals for driver d, whose prover starts a process and takes
-// a few milliseconds, with random answers (trust "always": no answer sequence can leave a
-// goal inconsistent with its children). SIGTERM ends with status 1; an interrupt or a
-// hang-up ends by its own signal, after the same clean-up, so that a shell sees an
-// interrupted command.
+// One trial on 4 groups of 75 goals; the prover takes a few milliseconds and the answers
+// are random (trust "always" keeps any answers consistent). SIGTERM ends with status 1; an
+// interrupt or a hang-up ends by its own signal, after the same clean-up, so that a shell
+// sees an interrupted command.
 void terminationTrial(int signal) {
     scene::Scene s;
     testutil::writeScript(s.path("prover.sh"), "sleep 0.00$(( $$ % 9 + 1 ))\ncat\n");

@@ -2,8 +2,8 @@
 // own script (the one the manual page and the README quote) against the installed tree.
 
 #include "common/testutil.h"
+#include "pos/pos.h"
 
-#include <QDomDocument>
 #include <QFileInfo>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -29,8 +29,7 @@ TEST(ExampleRun, InstalledExampleScriptProvesDisprovesAndGivesUp) {
     const auto r = testutil::run(prefix.filePath("share/doc/povrun/examples/run-example.sh"),
                                  {"ex"}, work.path(), {}, 180000);
     ASSERT_TRUE(r.exitCode == 0 && r.err.empty()) << r.out << r.err;
-    QDomDocument pos;
-    pos.setContent(testutil::readFile(work.filePath("ex/tank.pos")));
+    const QDomDocument doc = pos::documentOfFile(work.filePath("ex/tank.pos"));
     // Each goal's status, then that of its element for the mechanism; group and goal from 0.
     const std::tuple<const char*, const char*, int, int, const char*> goals[] = {
         {"z3 proves a true goal", "z3", 0, 4, "Proved/Proved"},
@@ -40,7 +39,7 @@ TEST(ExampleRun, InstalledExampleScriptProvesDisprovesAndGivesUp) {
         {"only z3 was asked", "portfolio", 2, 3, "UnreliablyProved/UnreliablyProved"},
         {"neither solver settles the cubic goal", "portfolio", 4, 3, "Unproved/Unknown"},
     };
-    const QDomNodeList groups = pos.elementsByTagName("Proof_Obligation");
+    const QDomNodeList groups = doc.elementsByTagName("Proof_Obligation");
     for (const auto& [name, mechanism, group, goal, status] : goals) {
         const QDomElement g =
             groups.at(group).toElement().elementsByTagName("Simple_Goal").at(goal).toElement();
