@@ -59,7 +59,7 @@ void terminationTrial(int signal) {
     environment.insert("POVRUN_TEST_MARK", mark);
     povrun.setProcessEnvironment(environment);
     povrun.setWorkingDirectory(s.dir.path());
-    povrun.setStandardOutputFile(QProcess::nullDevice());
+    povrun.setStandardOutputFile(s.path("out"));
     povrun.setStandardErrorFile(QProcess::nullDevice());
     povrun.start(POVRUN_BIN, s.options + QStringList{"-c", "4"});
     for (int waited = 0; !s.state(POS).contains("proof_director"); waited += 5) // the first save
@@ -75,14 +75,18 @@ void terminationTrial(int signal) {
     EXPECT_TRUE(pos::checkPosInvariant(doc)) << "a goal's status disagrees with its children";
     EXPECT_EQ(doc.documentElement().attribute("author"), "proof_director");
     EXPECT_EQ(doc.elementsByTagName("Simple_Goal").size(), 300) << "goals were lost";
-    if (signal == SIGKILL) {
-        // Nothing cleans up after SIGKILL, but the file on disk must still be whole.
+    if (signal == SIGKILL) { // nothing cleans up after it, but the file must still be whole
         for (const QString& pid : processesMarkedWith(mark, 0))
             ::kill(static_cast<pid_t>(pid.toInt()), SIGKILL);
         return;
     }
     EXPECT_EQ(processesMarkedWith(mark, 1000), QStringList()) << "processes still alive";
     EXPECT_EQ(s.leftInTmp(), QStringList()) << "secondary files left";
+    // A verdict is recorded and printed under the lock that the stop saves under: each one
+    // printed is in the file, and no other.
+    const QByteArray out = s.state("out"), saved = s.state(POS);
+    EXPECT_EQ(out.count('+'), saved.count("Goal status=\"Proved\""));
+    EXPECT_EQ(out.count('!'), saved.count("Goal status=\"Disproved\""));
 }
 
 } // namespace
