@@ -1,6 +1,4 @@
-// Every kind of bad input a user can hand povrun, run through the real binary: the
-// message the user sees, the exit status, and the status file left byte for byte as it
-// was whenever nothing could be proved.
+// Every kind of bad input a user can hand povrun, run through the real binary.
 
 #include "common/scene.h"
 
