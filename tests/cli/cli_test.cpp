@@ -21,12 +21,11 @@ std::string expected(const char* name) {
 
 } // namespace
 
-// getopt's own diagnostic names the program as it was invoked; validation adds nothing.
-// A run needs a temporary folder, a status and an obligation file, exactly one of a
-// mechanism file and a mechanism folder, and a concurrency of at least 1. The first of -h
-// and --version wins. An optional long option without an attached value takes the next
-// word as an operand and leaves itself no value: the run ends in an error that users'
-// scripts match, never in a core dump.
+// getopt's own diagnostic names the program as invoked; validation adds nothing. A run
+// needs a temporary folder, a status and an obligation file, one mechanism file or folder,
+// and a concurrency of at least 1. The first of -h and --version wins. An optional long
+// option without an attached value gets none (the next word is an operand): the run ends
+// in an error that users' scripts match, never in a core dump.
 TEST(CommandLine, EachCommandLineGetsItsAnswerAndStatus) {
     const std::string usage = expected("usage.expected");
     const std::string version = "povrun " POVRUN_PROJECT_VERSION "\n";
