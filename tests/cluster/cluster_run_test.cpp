@@ -3,9 +3,9 @@
 // every test is skipped with the reason.
 
 #include "common/testutil.h"
+#include "pos/pos.h"
 
 #include <QDir>
-#include <QDomDocument>
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
@@ -107,9 +107,8 @@ TEST_F(ClusterRun, StopCancelsTheJobsRemovesTheFilesAndSavesAWholeStatusFile) {
     ASSERT_TRUE(povrun.waitForFinished(15000) && povrun.exitCode() == 1) << povrun.exitCode();
     EXPECT_EQ(sleepyJobs(false, 0, 5000).join(' ').toStdString(), "") << "jobs left in squeue";
     EXPECT_TRUE(QDir(work.filePath("sleepy-tmp")).isEmpty());
-    QDomDocument pos;
-    EXPECT_TRUE(pos.setContent(testutil::readFile(work.filePath("sleepy.pos"))) &&
-                pos.elementsByTagName("Simple_Goal").size() == 40);
+    const QDomDocument saved = pos::documentOfFile(work.filePath("sleepy.pos"));
+    EXPECT_EQ(saved.elementsByTagName("Simple_Goal").size(), 40) << "a whole status file";
 }
 
 TEST_F(ClusterRun, JobTheClusterRefusesIsReportedAsACrashedProver) {
