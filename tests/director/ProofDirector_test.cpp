@@ -3,8 +3,6 @@
 
 #include "common/scene.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <gtest/gtest.h>
 
 using scene::GoalSpec;
@@ -59,9 +57,7 @@ TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
     const std::tuple<const char*, std::string, bool, QStringList> rows[] = {
         {"everything", "", false, {"slow", "fast"}},
         {"filter", "slow", false, {"slow"}},
-        {"unknown driver", "none", false, {}},
         {"fast only", "", true, {"fast"}},
-        {"fast only and a slow driver", "slow", true, {}},
     };
     for (const auto& [name, filter, fastOnly, expected] : rows) {
         Scene s;
@@ -108,22 +104,27 @@ TEST(Director, FailedJobsAreListedAsErrors) {
     }
 }
 
-TEST(Director, WriterJobsFollowTheDriverGroup) {
+// Only a Proved or Disproved driver of an open goal and mechanism makes a job; group B has
+// nothing for the driver, so "related" numbers its files with gaps. The writer and the
+// prover/reader make different words of the same parameters.
+TEST(Director, JobsFollowTheDriverGroupAndTheParameters) {
     Scene s;
-    // Only a Proved or Disproved driver of an open goal and mechanism makes a job. Group B
-    // has nothing for the driver: "related" numbers its files with gaps.
     const auto by = [](const QString& answer, const QString& mechanismStatus = "Unproved") {
         return goal("Unproved", mechanismStatus, {{"d", answer}});
     };
-    s.writePos(
-        {{"A", {settled, open}},
-         {"B", {open}},
-         {"C",
-          {by("Disproved"), scene::settledBy("d", "Proved"), settled, by("Proved", "Unknown"),
-           by("Unproved"), by("Unknown"), by("UnreliablyProved")}}});
-    const QString tmp = s.path("tmp"), pog = s.path("comp.pog");
+    s.writePos({{"A", {settled, open}},
+                {"B", {open}},
+                {"C",
+                 {by("Disproved"), scene::settledBy("d", "Proved"), settled,
+                  by("Proved", "Unknown"), by("Unknown")}}});
+    const QString null, empty = QLatin1String(""), tmp = s.path("tmp"), pog = s.path("comp.pog");
+    const std::list<mechanism::param_t> params = {
+        {"-t", " ", "30"}, {"--t", "=", "30"}, {"-t", "  ", "30"},          {null, "=", "v"},
+        {empty, "=", "v"}, {"-x", "=", empty}, {"--in", "=", "${file}.smt"}};
+    const QStringList writerWords = {"-t", "30", "--t=30", "-t  30",
+                                     "v",  "v",  "-x",     "--in=${file}.smt"};
     const auto job = [&](const QString& a, const QString& file) {
-        return a.split(' ') + QStringList{"-i", pog, "-o", tmp + "/" + file, "--level", "2", "-v"};
+        return a.split(' ') + QStringList{"-i", pog, "-o", tmp + "/" + file} + writerWords;
     };
     const std::vector<std::pair<mechanism::group_t, std::vector<QStringList>>> rows = {
         // clang-format off
@@ -138,7 +139,8 @@ TEST(Director, WriterJobsFollowTheDriverGroup) {
         mechanism::driver_t d = director->getMechanism().drivers.at(0);
         d.group = group;
         d.ext = "xpo";
-        d.writer.params = {{"--level", " ", "2"}, {"", " ", "-v"}};
+        d.writer.params = d.prover.params = params;
+        d.reader.params = {params.front()};
         director->setDriver(d);
         ProofDirector::selection_t selection;
         director->selectForDriver(selection);
@@ -147,36 +149,14 @@ TEST(Director, WriterJobsFollowTheDriverGroup) {
         const auto& jobs = director->getWriterJobs();
         ASSERT_EQ(jobs.size(), expected.size()) << "group " << group;
         for (std::size_t i = 0; i < jobs.size(); ++i) {
+            const ProofDirector::prover_data_t& prover = director->getProverJobs().at(i);
             EXPECT_EQ(jobs[i].args, expected[i]) << "group " << group << " job " << i;
             EXPECT_EQ(jobs[i].po2filename, jobs[i].args.at(jobs[i].args.indexOf("-o") + 1));
-            EXPECT_EQ(director->getProverJobs().at(i).addresses, jobs[i].positions);
+            EXPECT_EQ(prover.addresses, jobs[i].positions);
+            EXPECT_EQ(prover.argsp, (QStringList{"-t", "30", "--t=30", "-t", "30", "v", "=v",
+                                                 "-x=", "--in=" + jobs[i].po2filename + ".smt"}));
+            EXPECT_EQ(prover.argsr, (QStringList{"-t", "30"}));
         }
-    }
-}
-
-TEST(Director, ParametersBecomeWordsByTheirSeparator) {
-    const QString null, empty = QLatin1String("");
-    const std::tuple<const char*, mechanism::param_t, QStringList, QStringList> rows[] = {
-        // name, parameter, writer's words, prover's and reader's words
-        // clang-format off
-        {"blank separator", {"-t", " ", "30"}, {"-t", "30"}, {"-t", "30"}},
-        {"equals", {"--t", "=", "30"}, {"--t=30"}, {"--t=30"}},
-        {"two blanks", {"-t", "  ", "30"}, {"-t  30"}, {"-t", "30"}},
-        {"empty separator", {"-t", empty, "30"}, {"-t30"}, {"-t", "30"}},
-        {"null name", {null, " ", "v"}, {"v"}, {"v"}},
-        {"empty name", {empty, "=", "v"}, {"v"}, {"=v"}},
-        {"empty value", {"-x", "=", empty}, {"-x"}, {"-x="}},
-        {"file placeholder", {"--in", "=", "${file}.smt"}, {"--in=${file}.smt"}, {"--in=/t/f.po2.smt"}},
-        // clang-format on
-    };
-    for (const auto& [name, param, writerWords, proverWords] : rows) {
-        mechanism::tool_t tool;
-        tool.params = {param};
-        QStringList writer, prover;
-        addParametersBits(writer, tool);
-        append_param(param, prover, "/t/f.po2");
-        EXPECT_EQ(writer, writerWords) << name;
-        EXPECT_EQ(prover, proverWords) << name;
     }
 }
 
@@ -198,28 +178,4 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     const QByteArray saved = s.state(POS);
     EXPECT_TRUE(saved.contains("author=\"proof_director\"") && !saved.contains("Disproved"))
         << "saved although unchanged, and without the answer";
-}
-
-// The file is never created; a Latin-1 file stays Latin-1 through a symbolic link; a
-// declaration Qt would write back broken (a quote, an unknown encoding) gives way to UTF-8.
-TEST(Director, SavingKeepsTheUsersFile) {
-    Scene s;
-    auto director = s.director();
-    ASSERT_TRUE(director->reloadPosFile());
-    s.put(POS, scene::NONE);
-    EXPECT_TRUE(!director->savePosFile() && s.state(POS) == scene::NONE) << "never created";
-    s.put("real", scene::FOLDER);
-    ASSERT_TRUE(QFile::link(s.path("real/comp.pos"), s.path(POS)));
-    const QByteArray tail = "\"?>\n<Proof_Obligations><Proof_Obligation><Tag>Op\xe9ration_\xe0"
-                            "</Tag></Proof_Obligation></Proof_Obligations>\n";
-    for (const QByteArray encoding : {"ISO-8859-1", "ISO'8859-1", "no-such-codec"}) {
-        s.put("real/comp.pos", "<?xml version=\"1.0\" encoding=\"" + encoding + tail);
-        for (int cycle = 0; cycle < 2; ++cycle) { // the second reads what the first wrote
-            auto again = s.director();
-            ASSERT_TRUE(again->reloadPosFile() && again->savePosFile()) << encoding.constData();
-            const std::string tag = again->getPoTable().at(0).first;
-            EXPECT_TRUE(encoding != "ISO-8859-1" || tag == "Op\xc3\xa9ration_\xc3\xa0") << tag;
-        }
-    }
-    EXPECT_TRUE(QFileInfo(s.path(POS)).isSymLink() && s.state("real/comp.pos").contains("author="));
 }

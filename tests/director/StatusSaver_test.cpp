@@ -6,6 +6,7 @@
 #include "common/testutil.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QRandomGenerator>
 #include <QScopeGuard>
 #include <QTemporaryDir>
@@ -40,17 +41,26 @@ QByteArray shapedPos(const QByteArray& declaration, int groups) {
     return xml + "</Proof_Obligations>\n<!-- after -->\n";
 }
 
-// Every shape is saved byte for byte as the whole document serialises. On a full file
-// system (a small tmpfs, where root may mount one) a save fails, is said once, keeps the old
-// file and is retried by the next save.
+// Every shape is saved byte for byte as the whole document serialises, through the user's
+// symbolic link; a declaration Qt would write back broken (a quote, an unknown encoding) gives
+// way to UTF-8. On a full file system (a small tmpfs, where root may mount one) a save fails,
+// is said once, keeps the old file and is retried by the next save. A file gone is not
+// created again.
 TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
     bool fullDiskTried = false;
-    for (const QByteArray encoding : {"", "UTF-8", "ISO-8859-1"}) {
+    // declared encoding, encoding of the saved file
+    const std::pair<QByteArray, QByteArray> encodings[] = {{"", ""},
+                                                           {"UTF-8", "UTF-8"},
+                                                           {"ISO-8859-1", "ISO-8859-1"},
+                                                           {"ISO'8859-1", "UTF-8"},
+                                                           {"no-such-codec", "UTF-8"}};
+    for (const auto& [encoding, written] : encodings) {
         QTemporaryDir dir;
         const QByteArray where = dir.path().toLocal8Bit();
         const bool small = mount("tmpfs", where, "tmpfs", 0, "size=64k") == 0;
         const auto unmount = qScopeGuard([&] { umount(where); });
-        const QString path = dir.filePath("comp.pos");
+        const QString path = dir.filePath("comp.pos"), target = dir.filePath("real.pos");
+        ASSERT_TRUE(QFile::link(target, path));
         const QByteArray declaration = "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n";
         const QByteArray before = shapedPos(encoding.isEmpty() ? "" : declaration, 40);
         testutil::writeFile(path, before);
@@ -90,6 +100,11 @@ TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
             ASSERT_TRUE(saver.saveNow(false) && testutil::readFile(path) == wholeDocument(dom))
                 << encoding.constData() << " round " << round;
         }
+        EXPECT_TRUE(QFileInfo(path).isSymLink() && !pos::documentOfFile(path).isNull() &&
+                    testutil::readFile(path).split('\n').first().contains(written))
+            << encoding.constData();
+        QFile::remove(target); // not a failed write: nothing to write to
+        EXPECT_FALSE(saver.saveNow(true) || QFile::exists(target) || saver.lastWriteFailed());
     }
     if (!fullDiskTried)
         GTEST_SKIP() << "bytes checked, but no small file system could be mounted for the "
