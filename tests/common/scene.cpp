@@ -5,8 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <iostream>
-#include <sstream>
 
 namespace scene {
 
@@ -118,9 +116,7 @@ QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups
     for (const GroupSpec& group : groups) {
         xml += QStringLiteral("  <Proof_Obligation>\n    <Tag>%1</Tag>\n").arg(group.first);
         for (const GoalSpec& goal : group.second) {
-            xml += QStringLiteral("    <Simple_Goal status=\"%1\">\n"
-                                  "      <Proof_State proofState=\"%2\"/>\n")
-                       .arg(goal.status, goal.proofState);
+            xml += QStringLiteral("    <Simple_Goal status=\"%1\">\n").arg(goal.status);
             if (goal.hasMechanism) {
                 xml += QStringLiteral("      <Mechanism name=\"%1\" status=\"%2\">\n")
                            .arg(mechanism, goal.mechanismStatus);
@@ -135,14 +131,6 @@ QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups
     }
     xml += "</Proof_Obligations>\n";
     return xml.toUtf8();
-}
-
-std::string capturedStdout(const std::function<void()>& action) {
-    std::ostringstream out;
-    std::streambuf* const saved = std::cout.rdbuf(out.rdbuf());
-    action();
-    std::cout.rdbuf(saved);
-    return out.str();
 }
 
 } // namespace scene

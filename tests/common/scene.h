@@ -10,7 +10,6 @@
 
 #include <QStringList>
 #include <QTemporaryDir>
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -35,11 +34,10 @@ struct DriverSpec {
 // their one parameter when input is "file".
 QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers);
 
-// One goal of a .pos file: its status, its proof state, and its element for the
-// mechanism (status and drivers); hasMechanism false leaves the element out.
+// One goal of a .pos file: its status and its element for the mechanism (status and
+// drivers); hasMechanism false leaves the element out.
 struct GoalSpec {
     QString status = QStringLiteral("Unproved");
-    QString proofState = QStringLiteral("Unproved");
     bool hasMechanism = true;
     QString mechanismStatus = QStringLiteral("Unproved");
     std::vector<std::pair<QString, QString>> drivers; // name, status
@@ -82,8 +80,5 @@ struct Scene {
     QString goalStatus(int group, int goal) const;
     QStringList leftInTmp() const;
 };
-
-// What `action` wrote on std::cout.
-std::string capturedStdout(const std::function<void()>& action);
 
 } // namespace scene

@@ -8,12 +8,14 @@
 using scene::GoalSpec;
 using scene::POS;
 using scene::Scene;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
 
 namespace {
 
 GoalSpec goal(const QString& status, const QString& mechanismStatus,
               std::vector<std::pair<QString, QString>> drivers, bool hasMechanism = true) {
-    return GoalSpec{status, "Unproved", hasMechanism, mechanismStatus, std::move(drivers)};
+    return GoalSpec{status, hasMechanism, mechanismStatus, std::move(drivers)};
 }
 
 const GoalSpec settled = scene::settledBy("d");
@@ -43,13 +45,14 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     s.writeMechanism("redundancy", {"d1", "d2"});
     s.writePos({{"G", {unregistered, unregistered}}});
     s.setAnswers("0 0 Disproved\n");
-    EXPECT_EQ(scene::capturedStdout([&] { s.director()->play(); }),
-              "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
-              "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
+    CaptureStdout();
+    s.director()->play();
+    EXPECT_EQ(GetCapturedStdout(), "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
+                                   "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
     EXPECT_EQ((s.goalStatus(0, 0) + " " + s.goalStatus(0, 1)).toStdString(), "Disproved Proved");
     EXPECT_EQ(testutil::readFile(s.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
     s.writePos({{"G", {goal("Proved", "Unproved", {}, false)}}});
-    scene::capturedStdout([&] { s.director()->play(); });
+    s.director()->play();
     EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
 }
 
@@ -68,8 +71,9 @@ TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
             {{"G", {goal("Unproved", "Unproved", {{"slow", "Proved"}, {"fast", "Proved"}})}}});
         auto director = s.director("", filter, fastOnly);
         ASSERT_TRUE(director->reloadPosFile());
-        const auto out =
-            QString::fromStdString(scene::capturedStdout([&] { director->playDrivers(); }));
+        CaptureStdout();
+        director->playDrivers();
+        const QString out = QString::fromStdString(GetCapturedStdout());
         QStringList played;
         for (const QString driver : {"slow", "fast"})
             if (out.contains("Proof driver " + driver + ","))
@@ -96,7 +100,7 @@ TEST(Director, FailedJobsAreListedAsErrors) {
         s.drivers[0].*tool = s.path("bad.sh");
         s.writeMechanism();
         auto director = s.director();
-        scene::capturedStdout([&] { director->replay(); });
+        director->replay();
         EXPECT_EQ(director->getErrors(),
                   QStringList{QString(error).replace("$PO2", s.path("tmp/comp_m_d_0_0.po2"))})
             << name;
@@ -169,7 +173,9 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     s.drivers[0].group = "related";
     s.writeMechanism();
     s.writePos({{"A", {settled}}, {"B", {open, open}}});
-    EXPECT_EQ(scene::capturedStdout([&] { s.director("B.2")->replay(); }),
+    CaptureStdout();
+    s.director("B.2")->replay();
+    EXPECT_EQ(GetCapturedStdout(),
               "\tProof driver d, still 3 unproved PO\n\t\tA\n\t\t\t\n\t\tB\n\t\t\t-model:\nx = "
               "1\ny = 2\n\n\n\n");
     EXPECT_EQ(testutil::readFile(s.writerLog()),
