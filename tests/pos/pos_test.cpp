@@ -41,19 +41,14 @@ status_t expectedOf(const QString& goal) {
 
 } // namespace
 
-TEST(Status, SpellingsReadBackAndUnknownTextsThrowMapAt) {
+TEST(Status, SpellingsReadBackAndUnknownTextsThrow) {
     for (const status_t status : {UNPROVED, UNKNOWN, UNRELIABLY_PROVED, PROVED, DISPROVED})
         EXPECT_EQ(proofStatusOfAttrValue(strOfProofStatus(status)), status) << status;
     for (const char* env :
          {"Proved(0)", "Proved(1)", "Proved(2)", "Proved(3)", "Proved(Util)", "Proved(Rapide)"})
         EXPECT_EQ(proofStatusOfAttrValue(env), PROVED) << env;
-    for (const char* bad : {"Valid", "Invalid", "proved", " Proved", "", "Proved(4)"}) {
-        try {
-            ADD_FAILURE() << "'" << bad << "' read as " << proofStatusOfAttrValue(bad);
-        } catch (const std::out_of_range& e) {
-            EXPECT_STREQ(e.what(), "map::at") << bad;
-        }
-    }
+    for (const char* bad : {"Valid", "Invalid", "proved", " Proved", "", "Proved(4)"})
+        EXPECT_THROW(proofStatusOfAttrValue(bad), std::out_of_range) << bad;
     EXPECT_THROW(strOfProofStatus(static_cast<status_t>(5)), std::out_of_range);
 }
 
@@ -70,7 +65,6 @@ TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
         {"assistant Valid is unreliable", "Unproved", "Valid", {}, UNRELIABLY_PROVED},
         {"assistant Invalid beats the environment", "Proved(2)", "Invalid", {}, DISPROVED},
         {"mechanism unreliable", nullptr, nullptr, {"UnreliablyProved"}, UNRELIABLY_PROVED},
-        {"mechanism beats Proved(Util)", "Proved(Util)", nullptr, {"Disproved"}, DISPROVED},
         {"proof beats unreliable", "Unproved", "Valid", {"Unknown", "Proved"}, PROVED},
         {"disproof beats every proof", "Proved(0)", "Valid", {"Proved", "Disproved"}, DISPROVED},
     };
@@ -165,25 +159,22 @@ TEST(Truncation, NoPrefixOfAStatusFileCrashesOrIsSavedBack) {
     // The director holds the whole document first: a refused prefix must drop it.
     s.put(scene::POS, full);
     ASSERT_TRUE(director->reloadPosFile() && QFile::remove(posPath));
-    std::vector<int> loaded;
     for (int length = 0; length <= full.size(); ++length) {
         QFile file(posPath); // grown, never truncated: that spares thousands of flushes
         ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.write(full.left(length)) == length);
         file.close();
+        // Only the whole file loads, with or without its last line end.
+        const bool whole = length >= full.size() - 1;
         metrics_t metrics;
         metrics.total = 7;
         std::list<std::string> names{"kept"};
-        const bool counted = getMetrics(pos, metrics), listed = getMechanisms(pos, names),
-                   reloaded = director->reloadPosFile(), whole = !documentOfFile(posPath).isNull();
-        if (whole)
-            loaded.push_back(length);
-        EXPECT_TRUE(counted == whole && listed == whole && reloaded == whole) << length;
+        EXPECT_TRUE(getMetrics(pos, metrics) == whole && getMechanisms(pos, names) == whole &&
+                    director->reloadPosFile() == whole)
+            << length;
         if (!whole) {
             EXPECT_TRUE(metrics.total == 7 && names.front() == "kept") << "untouched at " << length;
             EXPECT_FALSE(director->savePosFile()) << "a refused file is never saved: " << length;
             ASSERT_EQ(testutil::readFile(posPath), full.left(length)) << length;
         }
     }
-    // Only the whole file loads, with or without its last line end.
-    EXPECT_EQ(loaded, (std::vector<int>{full.size() - 1, full.size()}));
 }
