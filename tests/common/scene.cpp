@@ -8,6 +8,52 @@
 
 namespace scene {
 
+namespace {
+
+// A mechanism file with the given trust and drivers; prover and reader get "${file}" as
+// their one parameter when input is "file".
+QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers) {
+    QString xml = QStringLiteral("<mechanism trust=\"%1\">\n").arg(trust);
+    for (const DriverSpec& d : drivers) {
+        const QString fileParam =
+            d.input == "file" ? QStringLiteral("<param value=\"${file}\"/>") : QString();
+        xml += QStringLiteral("  <driver name=\"%1\" group=\"%2\"%8>\n"
+                              "    <writer name=\"w\" path=\"%3\"/>\n"
+                              "    <prover name=\"p\" path=\"%4\" input=\"%5\">%6</prover>\n"
+                              "    <reader name=\"r\" path=\"%7\"/>\n"
+                              "  </driver>\n")
+                   .arg(d.name, d.group, d.writer, d.prover, d.input, fileParam, d.reader,
+                        d.fast ? QStringLiteral(" fast=\"true\"") : QString());
+    }
+    xml += "</mechanism>\n";
+    return xml.toUtf8();
+}
+
+QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups) {
+    QString xml =
+        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n");
+    for (const GroupSpec& group : groups) {
+        xml += QStringLiteral("  <Proof_Obligation>\n    <Tag>%1</Tag>\n").arg(group.first);
+        for (const GoalSpec& goal : group.second) {
+            xml += QStringLiteral("    <Simple_Goal status=\"%1\">\n").arg(goal.status);
+            if (goal.hasMechanism) {
+                xml += QStringLiteral("      <Mechanism name=\"%1\" status=\"%2\">\n")
+                           .arg(mechanism, goal.mechanismStatus);
+                for (const auto& d : goal.drivers)
+                    xml += QStringLiteral("        <Driver name=\"%1\" status=\"%2\"/>\n")
+                               .arg(d.first, d.second);
+                xml += "      </Mechanism>\n";
+            }
+            xml += "    </Simple_Goal>\n";
+        }
+        xml += "  </Proof_Obligation>\n";
+    }
+    xml += "</Proof_Obligations>\n";
+    return xml.toUtf8();
+}
+
+} // namespace
+
 const QString POS = QStringLiteral("pos/comp.pos");
 const QByteArray FOLDER = "(folder)", NONE = "(none)";
 
@@ -91,46 +137,6 @@ QString Scene::goalStatus(int group, int goal) const {
 
 QStringList Scene::leftInTmp() const {
     return QDir(path("tmp")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
-}
-
-QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers) {
-    QString xml = QStringLiteral("<mechanism trust=\"%1\">\n").arg(trust);
-    for (const DriverSpec& d : drivers) {
-        const QString fileParam =
-            d.input == "file" ? QStringLiteral("<param value=\"${file}\"/>") : QString();
-        xml += QStringLiteral("  <driver name=\"%1\" group=\"%2\"%8>\n"
-                              "    <writer name=\"w\" path=\"%3\"/>\n"
-                              "    <prover name=\"p\" path=\"%4\" input=\"%5\">%6</prover>\n"
-                              "    <reader name=\"r\" path=\"%7\"/>\n"
-                              "  </driver>\n")
-                   .arg(d.name, d.group, d.writer, d.prover, d.input, fileParam, d.reader,
-                        d.fast ? QStringLiteral(" fast=\"true\"") : QString());
-    }
-    xml += "</mechanism>\n";
-    return xml.toUtf8();
-}
-
-QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups) {
-    QString xml =
-        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n");
-    for (const GroupSpec& group : groups) {
-        xml += QStringLiteral("  <Proof_Obligation>\n    <Tag>%1</Tag>\n").arg(group.first);
-        for (const GoalSpec& goal : group.second) {
-            xml += QStringLiteral("    <Simple_Goal status=\"%1\">\n").arg(goal.status);
-            if (goal.hasMechanism) {
-                xml += QStringLiteral("      <Mechanism name=\"%1\" status=\"%2\">\n")
-                           .arg(mechanism, goal.mechanismStatus);
-                for (const auto& d : goal.drivers)
-                    xml += QStringLiteral("        <Driver name=\"%1\" status=\"%2\"/>\n")
-                               .arg(d.first, d.second);
-                xml += "      </Mechanism>\n";
-            }
-            xml += "    </Simple_Goal>\n";
-        }
-        xml += "  </Proof_Obligation>\n";
-    }
-    xml += "</Proof_Obligations>\n";
-    return xml.toUtf8();
 }
 
 } // namespace scene

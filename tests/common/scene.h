@@ -30,10 +30,6 @@ struct DriverSpec {
     bool fast = false;
 };
 
-// A mechanism file with the given trust and drivers; prover and reader get "${file}" as
-// their one parameter when input is "file".
-QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers);
-
 // One goal of a .pos file: its status and its element for the mechanism (status and
 // drivers); hasMechanism false leaves the element out.
 struct GoalSpec {
@@ -43,8 +39,6 @@ struct GoalSpec {
     std::vector<std::pair<QString, QString>> drivers; // name, status
 };
 using GroupSpec = std::pair<QString, std::vector<GoalSpec>>;
-
-QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups);
 
 // A goal the mechanism's driver `driver` had proved: a replay gives it that driver again.
 GoalSpec settledBy(const QString& driver, const QString& goalStatus = "Unproved");

@@ -1,9 +1,10 @@
 // The director on small mechanism and .pos files: loading, selection, job building,
-// playing, errors and saving, on the shared scene's fake tools.
+// playing, errors, the trust rule and the dumps, on the shared scene's fake tools.
 
 #include "common/scene.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 using scene::GoalSpec;
 using scene::POS;
@@ -22,13 +23,19 @@ const GoalSpec settled = scene::settledBy("d");
 const GoalSpec open = goal("Unproved", "Unproved", {});
 const GoalSpec unregistered = goal("Unproved", "Unproved", {}, false);
 
+template <typename T> std::string dumped(const T& value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+
 } // namespace
 
 // A failed load after a good one must leave nothing that a save could write over the file.
 TEST(Director, LoadThatFailsLeavesNothingToSave) {
-    const QByteArray garbage = scene::posXml("m", {{"G", {open}}}).chopped(30);
     for (const bool firstPlay : {false, true}) {
         Scene s;
+        const QByteArray garbage = s.state(POS).chopped(30);
         auto director = s.director();
         ASSERT_TRUE(director->reloadPosFile()) << firstPlay;
         s.put(POS, garbage);
@@ -184,4 +191,77 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     const QByteArray saved = s.state(POS);
     EXPECT_TRUE(saved.contains("author=\"proof_director\"") && !saved.contains("Disproved"))
         << "saved although unchanged, and without the answer";
+}
+
+// One reader answer after another on a goal of drivers d1 and d2: what the trust rule makes of
+// the goal, of the mechanism element, of the drivers left and of the unproved count.
+TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
+    // name, trust, steps {driver index, answer}, goal/mechanism statuses, drivers left,
+    // unproved count (unsigned arithmetic: a second decrement wraps)
+    using step_t = std::pair<int, const char*>;
+    const std::tuple<const char*, const char*, std::vector<step_t>, const char*, QStringList,
+                     uint32_t>
+        rows[] = {
+            // clang-format off
+        {"an untrusted proof is unreliable", "never", {{0, "Proved"}}, "UnreliablyProved/UnreliablyProved", {}, 0},
+        {"a first proof leaves the other driver", "redundancy", {{0, "Proved"}}, "UnreliablyProved/UnreliablyProved", {"d2"}, 0},
+        {"a trusted proof drops the other driver", "always", {{0, "Proved"}}, "Proved/Proved", {}, 0},
+        {"a second proof counts twice", "redundancy", {{0, "Proved"}, {1, "Proved"}}, "Proved/Proved", {}, 0xffffffffu},
+        {"a third proof starts over", "redundancy", {{0, "Proved"}, {1, "Proved"}, {0, "Proved"}}, "Proved/UnreliablyProved", {}, 0xffffffffu},
+        {"an earlier unknown changes nothing", "always", {{0, "Unknown"}}, "Unproved/Unproved", {"d2"}, 1},
+        {"the last unknown marks the mechanism only", "always", {{1, "Unknown"}}, "Unproved/Unknown", {"d1"}, 1},
+        {"the last unknown after a first proof", "redundancy", {{0, "Proved"}, {1, "Unknown"}}, "UnreliablyProved/Unknown", {}, 0},
+        {"a disproof drops the other driver", "always", {{0, "Disproved"}}, "Disproved/Disproved", {}, 0},
+        {"a disproof after a first proof", "redundancy", {{0, "Proved"}, {1, "Disproved"}}, "Disproved/Disproved", {}, 0xffffffffu},
+        {"a disproof leaves a proved goal", "always", {{0, "Proved"}, {1, "Disproved"}}, "Proved/Disproved", {}, 0},
+            // clang-format on
+        };
+    scene::GoalSpec start;
+    start.drivers = {{"d1", "Proved"}, {"d2", "Disproved"}};
+    for (const auto& [name, trust, steps, statuses, drivers, unproved] : rows) {
+        scene::Scene s;
+        s.writeMechanism(trust, {"d1", "d2"});
+        s.writePos({{"G", {start}}});
+        auto director = s.director();
+        ASSERT_TRUE(director->reloadPosFile());
+        for (const auto& step : steps) {
+            director->setDriver(director->getMechanism().drivers.at(step.first));
+            director->updateStatus({0, 0}, step.second);
+        }
+        const ProofDirector::po_data_t& po = director->getPoTable()[0].second[0];
+        const QDomElement m = po.element, goal = m.parentNode().toElement();
+        EXPECT_EQ((goal.attribute("status") + "/" + m.attribute("status")).toStdString(), statuses)
+            << name;
+        EXPECT_EQ(pos::strOfProofStatus(po.status), m.attribute("status")) << name;
+        const auto [driver, answer] = steps.back();
+        EXPECT_EQ(m.elementsByTagName("Driver").at(driver).toElement().attribute("status"), answer)
+            << name;
+        EXPECT_EQ(po.drivers, drivers) << name;
+        EXPECT_EQ(director->getUnprovedCount(), unproved) << name;
+    }
+}
+
+// "argsr:" repeats the prover's arguments, not the reader's: kept so for the tools that
+// read the dump.
+TEST(Dumps, DirectorJobsAndRecordsShowEveryField) {
+    scene::Scene s;
+    auto director = s.director();
+    EXPECT_EQ(dumped(*director), "pos: " + s.path(scene::POS).toStdString() +
+                                     "\npog: " + s.path("comp.pog").toStdString() + "\ndir: " +
+                                     s.path("tmp").toStdString() + "\nloaded: 1\nmechanism:\n" +
+                                     dumped(director->getMechanism()) + "concurrency:1\n");
+    const std::vector<ProofDirector::po_address_t> positions{{0, 1}, {2, 3}};
+    ProofDirector::writer_data_t writer{"/w", {"-a", "0", "1"}, "/t/f.po2", positions};
+    EXPECT_EQ(dumped(writer), "cmd: /w\nargs: -a 0 1\npo2filename: /t/f.po2\n"
+                              "positions: {0, 1}{2, 3}\n");
+    ProofDirector::prover_data_t prover{"/p", {"-x", "f"}, "/r", {"-y"}, "/t/f.po2", positions};
+    EXPECT_EQ(dumped(prover), "cmdp: /p\nargsp: -x f\ncmdr:/r\nargsr:-x f\ninpath:/t/f.po2\n"
+                              "po addresses:\t0\t1\t2\t3\n");
+    QDomDocument doc;
+    ProofDirector::po_data_t po{pos::UNRELIABLY_PROVED, {"d1", "d2"}, doc.createElement("M")};
+    po.element.setAttribute("status", "Unproved");
+    EXPECT_EQ(dumped(po),
+              "{<M status=\"Unproved\"/>\n, " + dumped(pos::UNRELIABLY_PROVED) + ", {d1 d2}}");
+    ProofDirector::po_table_t table{{"G", {po, po}}};
+    EXPECT_EQ(dumped(table), "G\n" + dumped(po) + "\n" + dumped(po) + "\n");
 }
