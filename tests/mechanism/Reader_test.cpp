@@ -1,37 +1,38 @@
-// Reading mechanism files: definitions, parameter order, attributes, failures; the dump.
+// Reading mechanism files: definitions, parameter order, attributes, failures; where a
+// tool's executable is looked for; the dump.
 
 #include "mechanism/Mechanism.h"
+#include "mechanism/Mechanism_p.h"
 
 #include "common/testutil.h"
+#include "resource/p_api.h"
 
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <iostream>
 #include <sstream>
 
 using namespace mechanism;
+namespace fs = std::filesystem;
 
 namespace {
 
 // ofFile on `file`, written from `xml`, its folder as the install directory: name, trust,
-// result or exception, drivers kept, then "|" and what went to std::cerr.
+// result or exception, drivers kept, then "|" and what went to standard error.
 std::string read(mechanism_t& m, const QString& file, const QString& xml) {
     testutil::writeFile(file, xml.toUtf8());
-    std::ostringstream err;
-    std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
+    testing::internal::CaptureStderr();
     std::string result;
     try {
         result = ofFile(file, m, {QFileInfo(file).path().toStdString()}) ? "true" : "false";
     } catch (const std::exception& e) {
         result = e.what();
     }
-    std::cerr.rdbuf(savedErr);
     result = m.name + " " + std::to_string(m.trust) + " " + result;
     for (const QString& driver : m.driverNames)
         result += " " + driver.toStdString();
-    return result + "|" + err.str();
+    return result + "|" + testing::internal::GetCapturedStderr();
 }
 
 // Per driver: name, group, ext, fast, input, timeout, then each tool's parameters, "~" for an
@@ -85,7 +86,7 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
     // The line after a missing tool: the path, the install directory, then the current one.
     const auto searched = [&temp](const std::string& path) {
         return "povrun: looked for \"" + path + "\" in " + temp.path().toStdString() +
-               ", then in the current directory " + std::filesystem::current_path().string() +
+               ", then in the current directory " + fs::current_path().string() +
                "; no resource named\n";
     };
     const std::string file = temp.filePath("m.xml").toStdString();
@@ -108,6 +109,50 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
         m = mechanism_t();
         EXPECT_EQ(read(m, temp.filePath("m.xml"), row.xml), row.outcome) << row.name;
     }
+}
+
+TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPlainCandidate) {
+    QTemporaryDir temp;
+    const fs::path root = fs::canonical(temp.path().toStdString());
+    const auto at = [&](const char* relative) { return (root / relative).string(); };
+    for (const char* directory : {"d1/b", "d2", "cwd"})
+        fs::create_directories(root / directory);
+    for (const char* tool :
+         {"d1/a.exe", "d2/a", "d2/b", "d2/c.exe", "cwd/c", "cwd/f.exe", "d1/g.sh.exe", "cwd/g.sh"})
+        testutil::writeScript(QString::fromStdString(at(tool)), "exit 0\n");
+    testutil::writeFile(QString::fromStdString(at("d1/a")), "not a program\n");
+    testutil::writeFile(temp.filePath("r"), ("ZDR*Proof*x: " + at("d2") + "/../d2//b/\n").c_str());
+    init_resource_manager();
+    load_resources(temp.filePath("r").toUtf8().constData(), nullptr, nullptr);
+    const fs::path savedCwd = fs::current_path();
+    fs::current_path(root / "cwd");
+
+    const std::vector<std::string> both = {at("d1"), at("d2")};
+    // found empty: not found
+    const struct {
+        const char* name;
+        std::string path;
+        const char* resource;
+        std::vector<std::string> installDirs;
+        std::string found;
+    } rows[] = {
+        {"a non-executable is passed over for the exe", "a", "", both, at("d1/a.exe")},
+        {"a directory is skipped", "b", "", both, at("d2/b")},
+        {"install dirs come before the current dir", "c", "", both, at("d2/c.exe")},
+        {"no install dirs: exe in the current dir", "f", "", {}, at("cwd/f.exe")},
+        {"a path with an extension never gets exe", "g.sh", "", {at("d1")}, at("cwd/g.sh")},
+        {"absolute path gets no exe", at("d2/c"), "", both, ""},
+        {"cleaned resource, named after the last star", "none", "ZDR*Other*x", both, at("d2/b")},
+        {"unknown resource falls back to the path", "b", "ZDR*Proof*zz", both, at("d2/b")},
+    };
+    for (const auto& row : rows) {
+        const QString text = mechanism::computePath(QString::fromStdString(row.path), row.resource);
+        fs::path path = text.toStdString();
+        const bool found = mechanism::checkToolExistence(path, row.installDirs);
+        EXPECT_EQ(found, !row.found.empty()) << row.name;
+        EXPECT_EQ(path.string(), found ? row.found : text.toStdString()) << row.name;
+    }
+    fs::current_path(savedCwd);
 }
 
 // Kept on purpose, as other tools read it: the prover's "input" line has only a closing quote,
