@@ -1,9 +1,8 @@
 #pragma once
 // The one test scene of the director, command-line and chaos tests: a temporary folder
-// holding the fake tools, m.xml (mechanism m, trust "always", driver d), an empty comp.pog,
-// an empty tmp folder and pos/comp.pos, alone in its folder, where d had proved the one
-// goal of group G. Runs of povrun use the folder as current folder and relative names.
-// The fake tools are the scripts of tests/common/tools/, copied into the folder.
+// holding the fake tools (copies of tests/common/tools/), m.xml (mechanism m, trust "always",
+// driver d), an empty comp.pog, an empty tmp folder and pos/comp.pos, alone in its folder,
+// where d had proved the one goal of group G. Runs of povrun use the folder as current folder.
 
 #include "common/testutil.h"
 #include "director/ProofDirector.h"

