@@ -12,10 +12,7 @@ const QString POS = QStringLiteral("pos/comp.pos");
 const QByteArray FOLDER = "(folder)", NONE = "(none)";
 
 GoalSpec settledBy(const QString& driver, const QString& goalStatus) {
-    GoalSpec goal;
-    goal.status = goalStatus;
-    goal.drivers = {{driver, "Proved"}};
-    return goal;
+    return {goalStatus, true, "Unproved", {{driver, "Proved"}}};
 }
 
 Scene::Scene() {

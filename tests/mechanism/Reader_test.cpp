@@ -95,10 +95,8 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
         QString xml;
         std::string outcome;
     } rows[] = {
-        {"reader of the first driver", mech.arg(driver.arg("1", "t", "t", "no") + good),
-         "m 0 false|Cannot locate tool R1\n" + searched("no")},
-        {"writer of the second driver", mech.arg(good + driver.arg("2", "no", "t", "t")),
-         "m 0 false d0|Cannot locate tool W2\n" + searched("no")},
+        {"reader of the second driver", mech.arg(good + driver.arg("2", "t", "t", "no")),
+         "m 0 false d0|Cannot locate tool R2\n" + searched("no")},
         {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")),
          "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh")},
         {"unknown group", mech.arg(good + "<driver group='some'/>"),
