@@ -1,11 +1,9 @@
-// Status spellings, the combined status of a goal, the document operations, the metrics, and
-// status files cut short.
+// Status spellings, the combined status of a goal, the document operations and the metrics.
 
 #include "common/testutil.h"
 #include "pos/pos_p.h"
 #include "pos/printmetrics.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -71,12 +69,15 @@ TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
     }
 }
 
-// The first mechanism of the name (one non-ASCII character, compared as UTF-8) goes; an
-// inconsistent goal stays as it is.
-TEST(RemoveMechanism, RemovesTheFirstOfTheNamePerGoalAndRecomputesThatGoal) {
+// The first mechanism of the name (one non-ASCII character, compared as UTF-8) goes and its
+// goal is recomputed; an inconsistent goal stays as it is, and the invariant check reports
+// only the first inconsistent goal.
+TEST(RemoveMechanism, RemovesTheFirstOfTheNameAndTheInvariantReportsWhatIsInconsistent) {
+    const QString good = goalXml(nullptr, "Unknown", {"Unknown"});
+    EXPECT_TRUE(checkPosInvariant(document({good, good})));
     const QString kept = "<Mechanism name='\xc3\xa9' status='Proved'/>";
-    const QString inconsistent =
-        "<Simple_Goal status='Disproved'><Mechanism name='b' status='Proved'/></Simple_Goal>";
+    const QString inconsistent = "<Simple_Goal status='Disproved'><Mechanism name='b' "
+                                 "status='Proved'/></Simple_Goal><Simple_Goal status='Unknown'/>";
     QDomDocument doc = document(
         {"<Simple_Goal status='Disproved'><Mechanism name='\xc3\xa9' status='Disproved'/>" + kept +
          "</Simple_Goal>" + inconsistent});
@@ -88,24 +89,19 @@ TEST(RemoveMechanism, RemovesTheFirstOfTheNamePerGoalAndRecomputesThatGoal) {
     EXPECT_EQ(doc.toString(),
               document({"<Simple_Goal status='Proved'>" + kept + "</Simple_Goal>" + inconsistent})
                   .toString());
-}
-
-TEST(CheckPosInvariant, ReportsOnlyTheFirstInconsistentGoal) {
-    const QString good = goalXml(nullptr, "Unknown", {"Unknown"});
-    EXPECT_TRUE(checkPosInvariant(document({good, good})));
     testing::internal::CaptureStderr();
-    EXPECT_FALSE(checkPosInvariant(
-        document({good, "<Simple_Goal status='Unknown'><Proof_State proofState='Proved'/>"
-                        "</Simple_Goal><Simple_Goal status='Disproved'/>"})));
+    EXPECT_FALSE(checkPosInvariant(doc));
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "    <Simple_Goal status=\"Unknown\">\n"
-              "        <Proof_State proofState=\"Proved\"/>\n"
+              "    <Simple_Goal status=\"Disproved\">\n"
+              "        <Mechanism name=\"b\" status=\"Proved\"/>\n"
               "    </Simple_Goal>\n");
 }
 
 // A count per printed figure (1 proved, 2 unreliable, 3 disproved, 4 unproved) and five
 // "Unknown" goals that count in none of them but in the total, each proved by two mechanisms.
-TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
+// No prefix of the file, as a kill or a full disk could leave it, is read: a refused one
+// leaves the caller's figures and names as they were.
+TEST(Metrics, AreReadFromAWholeFileOnlyAndPrintedByteExactWithZerosForAMissingFile) {
     QTemporaryDir dir;
     const QString path = dir.filePath("comp.pos"), missing = dir.filePath("missing.pos");
     const auto goals = [](const char* status, int n) {
@@ -113,11 +109,22 @@ TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
     };
     const QString proved = "<Simple_Goal status='Unknown'><Mechanism name='b' status='Proved'/>"
                            "<Mechanism name='a' status='Proved'/></Simple_Goal>";
-    testutil::writeFile(
-        path, document({goals(" status='Proved'", 1) + goals(" status='UnreliablyProved'", 2) +
-                            goals(" status='Disproved'", 3),
-                        goals("", 4) + proved.repeated(5)})
-                  .toByteArray());
+    const QByteArray full =
+        document({goals(" status='Proved'", 1) + goals(" status='UnreliablyProved'", 2) +
+                      goals(" status='Disproved'", 3),
+                  goals("", 4) + proved.repeated(5)})
+            .toByteArray();
+    for (int length = 0; length < full.size() - 1; ++length) { // the last is only a line end
+        testutil::writeFile(path, full.left(length));
+        metrics_t metrics;
+        metrics.total = 7;
+        std::list<std::string> names{"kept"};
+        EXPECT_FALSE(getMetrics(path.toStdString(), metrics) ||
+                     getMechanisms(path.toStdString(), names))
+            << length;
+        EXPECT_TRUE(metrics.total == 7 && names.front() == "kept") << length;
+    }
+    testutil::writeFile(path, full);
     std::list<std::string> names = {"kept"};
     EXPECT_TRUE(getMechanisms(path.toStdString(), names));
     EXPECT_EQ(names, (std::list<std::string>{"b", "a"})) << "each name once, in first-seen order";
@@ -134,29 +141,4 @@ TEST(Metrics, AreReadAndPrintedByteExactWithZerosForAMissingFile) {
               "End of proof\n\n" + counts.arg("1", "5", "2", "3", "4") +
                   "\n<error>File not readable " + missing + "</error>\n\n<proofResult>\n\n<total>" +
                   counts.arg("0", "0", "0", "0", "0") + "</total>\n</proofResult>\n</proof>\n");
-}
-
-// Every prefix of a real status file, as a kill or a full disk could leave it: none may crash
-// a reader or be read as a smaller document, and a refused one leaves the caller's figures
-// and names as they were.
-TEST(Truncation, NoPrefixOfAStatusFileIsRead) {
-    // The example's head and first group: 3 KB, quick to cut.
-    const QByteArray example = testutil::readFile(POVRUN_SOURCE_DIR "/examples/smt/tank.pos");
-    const QByteArray full =
-        example.left(example.indexOf("    </Proof_Obligation>\n") + 24) + "</Proof_Obligations>\n";
-    QTemporaryDir dir;
-    const std::string path = dir.filePath("comp.pos").toStdString();
-    for (int length = 0; length <= full.size(); ++length) {
-        QFile file(dir.filePath("comp.pos")); // grown, never truncated: spares thousands of flushes
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.write(full.left(length)) == length);
-        file.close();
-        // Only the whole file is read, with or without its last line end.
-        const bool whole = length >= full.size() - 1;
-        metrics_t metrics;
-        metrics.total = 7;
-        std::list<std::string> names{"kept"};
-        EXPECT_TRUE(getMetrics(path, metrics) == whole && getMechanisms(path, names) == whole)
-            << length;
-        EXPECT_TRUE(whole || (metrics.total == 7 && names.front() == "kept")) << length;
-    }
 }
