@@ -90,11 +90,8 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
                "; no resource named\n";
     };
     const std::string file = temp.filePath("m.xml").toStdString();
-    const struct {
-        const char* name;
-        QString xml;
-        std::string outcome;
-    } rows[] = {
+    const std::tuple<const char*, QString, std::string> rows[] = {
+        // name, file, outcome
         {"reader of the second driver", mech.arg(good + driver.arg("2", "t", "t", "no")),
          "m 0 false d0|Cannot locate tool R2\n" + searched("no")},
         {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")),
@@ -103,9 +100,9 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
          "m 0 " + file + ": unknown group \"some\" (map::at) d0|"},
         {"second definition", mech.arg(good).replace("'a'/></p", "'b'/></p"), "m 0 map::at|"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, xml, outcome] : rows) {
         m = mechanism_t();
-        EXPECT_EQ(read(m, temp.filePath("m.xml"), row.xml), row.outcome) << row.name;
+        EXPECT_EQ(read(m, temp.filePath("m.xml"), xml), outcome) << name;
     }
 }
 
@@ -126,14 +123,8 @@ TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPla
     fs::current_path(root / "cwd");
 
     const std::vector<std::string> both = {at("d1"), at("d2")};
-    // found empty: not found
-    const struct {
-        const char* name;
-        std::string path;
-        const char* resource;
-        std::vector<std::string> installDirs;
-        std::string found;
-    } rows[] = {
+    // name, path, resource, install directories, what is found (empty: nothing)
+    const std::tuple<const char*, std::string, const char*, decltype(both), std::string> rows[] = {
         {"a non-executable is passed over for the exe", "a", "", both, at("d1/a.exe")},
         {"a directory is skipped", "b", "", both, at("d2/b")},
         {"install dirs come before the current dir", "c", "", both, at("d2/c.exe")},
@@ -143,12 +134,12 @@ TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPla
         {"cleaned resource, named after the last star", "none", "ZDR*Other*x", both, at("d2/b")},
         {"unknown resource falls back to the path", "b", "ZDR*Proof*zz", both, at("d2/b")},
     };
-    for (const auto& row : rows) {
-        const QString text = mechanism::computePath(QString::fromStdString(row.path), row.resource);
+    for (const auto& [name, given, resource, installDirs, expected] : rows) {
+        const QString text = mechanism::computePath(QString::fromStdString(given), resource);
         fs::path path = text.toStdString();
-        const bool found = mechanism::checkToolExistence(path, row.installDirs);
-        EXPECT_EQ(found, !row.found.empty()) << row.name;
-        EXPECT_EQ(path.string(), found ? row.found : text.toStdString()) << row.name;
+        const bool found = mechanism::checkToolExistence(path, installDirs);
+        EXPECT_EQ(found, !expected.empty()) << name;
+        EXPECT_EQ(path.string(), found ? expected : text.toStdString()) << name;
     }
     fs::current_path(savedCwd);
 }

@@ -46,11 +46,9 @@ TEST(Status, SpellingsReadBackAndTheEnvironmentsReadAsProved) {
 }
 
 TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
-    const struct {
-        const char *name, *state, *iapa;
-        std::vector<const char*> mechanisms;
-        status_t expected;
-    } rows[] = {
+    // name, proof state, assistant's verdict, mechanism statuses, expected status
+    using mechanisms_t = std::vector<const char*>;
+    const std::tuple<const char*, const char*, const char*, mechanisms_t, status_t> rows[] = {
         {"nothing at all", nullptr, nullptr, {}, UNPROVED},
         {"plain Proved is no environment proof", "Proved", nullptr, {}, UNPROVED},
         {"environment proof", "Proved(Rapide)", nullptr, {}, PROVED},
@@ -61,11 +59,11 @@ TEST(ExpectedStatus, AnyDisproofWinsThenAnyProofThenAnUnreliableOne) {
         {"proof beats unreliable", "Unproved", "Valid", {"Unknown", "Proved"}, PROVED},
         {"disproof beats every proof", "Proved(0)", "Valid", {"Proved", "Disproved"}, DISPROVED},
     };
-    for (const auto& r : rows) {
-        const QDomDocument doc = document({goalXml(r.state, r.iapa, r.mechanisms)});
+    for (const auto& [name, state, iapa, mechanisms, expected] : rows) {
+        const QDomDocument doc = document({goalXml(state, iapa, mechanisms)});
         EXPECT_EQ(expectedStatus(doc.elementsByTagName(TAG_SIMPLE_GOAL).at(0).toElement()),
-                  r.expected)
-            << r.name;
+                  expected)
+            << name;
     }
 }
 
