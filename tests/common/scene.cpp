@@ -73,18 +73,16 @@ void Scene::writeMechanism(const QString& newTrust, const QStringList& driverNam
 }
 
 void Scene::writePos(const std::vector<GroupSpec>& groups) const {
-    QString xml =
-        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n");
+    QString xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n";
     for (const GroupSpec& group : groups) {
-        xml += QStringLiteral("  <Proof_Obligation>\n    <Tag>%1</Tag>\n").arg(group.first);
+        xml += "  <Proof_Obligation>\n    <Tag>" + group.first + "</Tag>\n";
         for (const GoalSpec& goal : group.second) {
-            xml += QStringLiteral("    <Simple_Goal status=\"%1\">\n").arg(goal.status);
+            xml += "    <Simple_Goal status=\"" + goal.status + "\">\n";
             if (goal.hasMechanism) {
-                xml += QStringLiteral("      <Mechanism name=\"m\" status=\"%1\">\n")
-                           .arg(goal.mechanismStatus);
+                xml += "      <Mechanism name=\"m\" status=\"" + goal.mechanismStatus + "\">\n";
                 for (const auto& d : goal.drivers)
-                    xml += QStringLiteral("        <Driver name=\"%1\" status=\"%2\"/>\n")
-                               .arg(d.first, d.second);
+                    xml +=
+                        "        <Driver name=\"" + d.first + "\" status=\"" + d.second + "\"/>\n";
                 xml += "      </Mechanism>\n";
             }
             xml += "    </Simple_Goal>\n";

@@ -59,7 +59,6 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     EXPECT_EQ(GetCapturedStdout(), "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
                                    "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
     EXPECT_EQ((s.goalStatus(0, 0) + " " + s.goalStatus(0, 1)).toStdString(), "Disproved Proved");
-    EXPECT_EQ(testutil::readFile(s.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
     s.writePos({{"G", {goal("Proved", "Unproved", {}, false)}}});
     s.director()->play();
     EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
@@ -160,7 +159,6 @@ TEST(Director, JobsFollowTheDriverGroupAndTheParameters) {
         for (std::size_t i = 0; i < jobs.size(); ++i) {
             const ProofDirector::prover_data_t& prover = director->getProverJobs().at(i);
             EXPECT_EQ(jobs[i].args, expected[i]) << "group " << group << " job " << i;
-            EXPECT_EQ(jobs[i].po2filename, jobs[i].args.at(jobs[i].args.indexOf("-o") + 1));
             EXPECT_EQ(prover.addresses, jobs[i].positions);
             EXPECT_EQ(prover.argsp, (QStringList{"-t", "30", "--t=30", "-t", "30", "v", "=v",
                                                  "-x=", "--in=" + jobs[i].po2filename + ".smt"}));
@@ -214,8 +212,7 @@ TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
         {"a disproof leaves a proved goal", "always", {{0, "Proved"}, {1, "Disproved"}}, "Proved/Disproved", {}, 0},
             // clang-format on
         };
-    scene::GoalSpec start;
-    start.drivers = {{"d1", "Proved"}, {"d2", "Disproved"}};
+    const GoalSpec start = goal("Unproved", "Unproved", {{"d1", "Proved"}, {"d2", "Disproved"}});
     for (const auto& [name, trust, steps, statuses, drivers, unproved] : rows) {
         scene::Scene s;
         s.writeMechanism(trust, {"d1", "d2"});

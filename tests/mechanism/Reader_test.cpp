@@ -113,7 +113,7 @@ TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPla
     for (const char* directory : {"d1/b", "d2", "cwd"})
         fs::create_directories(root / directory);
     for (const char* tool :
-         {"d1/a.exe", "d2/a", "d2/b", "d2/c.exe", "cwd/c", "cwd/f.exe", "d1/g.sh.exe", "cwd/g.sh"})
+         {"d1/a.exe", "d2/a", "d2/b", "d2/c.exe", "cwd/c", "d1/g.sh.exe", "cwd/g.sh"})
         testutil::writeScript(QString::fromStdString(at(tool)), "exit 0\n");
     testutil::writeFile(QString::fromStdString(at("d1/a")), "not a program\n");
     testutil::writeFile(temp.filePath("r"), ("ZDR*Proof*x: " + at("d2") + "/../d2//b/\n").c_str());
@@ -128,7 +128,6 @@ TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPla
         {"a non-executable is passed over for the exe", "a", "", both, at("d1/a.exe")},
         {"a directory is skipped", "b", "", both, at("d2/b")},
         {"install dirs come before the current dir", "c", "", both, at("d2/c.exe")},
-        {"no install dirs: exe in the current dir", "f", "", {}, at("cwd/f.exe")},
         {"a path with an extension never gets exe", "g.sh", "", {at("d1")}, at("cwd/g.sh")},
         {"absolute path gets no exe", at("d2/c"), "", both, ""},
         {"cleaned resource, named after the last star", "none", "ZDR*Other*x", both, at("d2/b")},

@@ -84,8 +84,6 @@ TEST_F(ResourceTest, ExplicitBeatsUserBeatsProductWithoutFallback) {
     EXPECT_EQ(lookup("t", "a"), "<none>") << "no fallback to an overridden value";
     delete_user_resources();
     EXPECT_EQ(lookup("t", "u") + " " + lookup("t", "p"), "<none> p");
-    delete_zendrel_resources();
-    EXPECT_EQ(lookup("t", "p"), "<none>");
 }
 
 // A null tool name means the first tool: none yet, nothing happens.
@@ -99,9 +97,7 @@ TEST_F(ResourceTest, SetWithoutFilesGoesToTheDefaultUserFileWrittenOnlyOnSave) {
     ASSERT_NE(user, nullptr);
     EXPECT_EQ(user->name->chars, dir.filePath(".Zendrel").toStdString());
     EXPECT_FALSE(QFile::exists(user->name->chars));
-    testing::internal::CaptureStderr(); // the backup of a file not yet there fails
-    save_resources();
-    testing::internal::GetCapturedStderr();
+    save_resources(); // says that the backup of a file not yet there failed
     EXPECT_EQ(testutil::readFile(user->name->chars),
               "ZDR*Proof*writer: /bin/w2\nZDR*Proof*reader: /bin/r\n");
 }
