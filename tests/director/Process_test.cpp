@@ -13,8 +13,6 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-namespace {
-
 class ProcessTest : public ::testing::Test {
 protected:
     process::command_t script(const QString& name, const QByteArray& body) {
@@ -26,13 +24,13 @@ protected:
     process::Registry registry;
 };
 
-QStringList openDescriptors() {
+static QStringList openDescriptors() {
     return QDir("/proc/self/fd").entryList(QDir::Files | QDir::System);
 }
 
 // Descriptors above the standard three that any child inherits: the ones this test
 // process got from its own parent without close-on-exec.
-int inheritedDescriptors() {
+static int inheritedDescriptors() {
     int count = 0;
     for (const QString& fd : openDescriptors())
         if (fd.toInt() > 2 && (fcntl(fd.toInt(), F_GETFD) & FD_CLOEXEC) == 0)
@@ -93,5 +91,3 @@ TEST_F(ProcessTest, ConcurrentJobsLeaveNoDescriptorOpen) {
     EXPECT_EQ(answered, 32);
     EXPECT_EQ(openDescriptors(), before);
 }
-
-} // namespace

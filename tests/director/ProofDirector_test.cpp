@@ -12,24 +12,20 @@ using scene::Scene;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
-namespace {
-
-GoalSpec goal(const QString& status, const QString& mechanismStatus,
-              std::vector<std::pair<QString, QString>> drivers, bool hasMechanism = true) {
+static GoalSpec goal(const QString& status, const QString& mechanismStatus,
+                     std::vector<std::pair<QString, QString>> drivers, bool hasMechanism = true) {
     return GoalSpec{status, hasMechanism, mechanismStatus, std::move(drivers)};
 }
 
 const GoalSpec settled = scene::settledBy("d");
-const GoalSpec open = goal("Unproved", "Unproved", {});
+const GoalSpec unsettled = goal("Unproved", "Unproved", {});
 const GoalSpec unregistered = goal("Unproved", "Unproved", {}, false);
 
-template <typename T> std::string dumped(const T& value) {
+template <typename T> static std::string dumped(const T& value) {
     std::ostringstream out;
     out << value;
     return out.str();
 }
-
-} // namespace
 
 // A failed load after a good one must leave nothing that a save could write over the file:
 // a file cut short, reloaded or loaded for a first play, and a goal without the mechanism.
@@ -117,14 +113,13 @@ TEST(Director, FailedJobsAreListedAsErrors) {
 // prover/reader make different words of the same parameters.
 TEST(Director, JobsFollowTheDriverGroupAndTheParameters) {
     Scene s;
-    const auto by = [](const QString& answer, const QString& mechanismStatus = "Unproved") {
-        return goal("Unproved", mechanismStatus, {{"d", answer}});
-    };
-    s.writePos({{"A", {settled, open}},
-                {"B", {open}},
-                {"C",
-                 {by("Disproved"), scene::settledBy("d", "Proved"), settled,
-                  by("Proved", "Unknown"), by("Unknown")}}});
+    s.writePos(
+        {{"A", {settled, unsettled}},
+         {"B", {unsettled}},
+         {"C",
+          {goal("Unproved", "Unproved", {{"d", "Disproved"}}), scene::settledBy("d", "Proved"),
+           settled, goal("Unproved", "Unknown", {{"d", "Proved"}}),
+           goal("Unproved", "Unproved", {{"d", "Unknown"}})}}});
     const QString null, empty = QLatin1String(""), tmp = s.path("tmp"), pog = s.path("comp.pog");
     const std::list<mechanism::param_t> params = {
         {"-t", " ", "30"}, {"--t", "=", "30"}, {"-t", "  ", "30"},          {null, "=", "v"},
@@ -175,7 +170,7 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     s.drivers[0].reader = s.path("model.sh");
     s.drivers[0].group = "related";
     s.writeMechanism();
-    s.writePos({{"A", {settled}}, {"B", {open, open}}});
+    s.writePos({{"A", {settled}}, {"B", {unsettled, unsettled}}});
     CaptureStdout();
     s.director("B.2")->replay();
     EXPECT_EQ(GetCapturedStdout(),

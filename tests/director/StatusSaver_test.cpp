@@ -13,10 +13,8 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
-namespace {
-
 // The bytes the whole document serialises to, the way a .pos has always been written.
-QByteArray wholeDocument(const QDomDocument& dom) {
+static QByteArray wholeDocument(const QDomDocument& dom) {
     QByteArray bytes;
     QTextStream stream(&bytes, QIODevice::WriteOnly);
     stream.setCodec("UTF-8");
@@ -27,7 +25,7 @@ QByteArray wholeDocument(const QDomDocument& dom) {
 
 // A .pos of 40 groups declaring `encoding`, if any, with whatever a user's file may hold
 // besides its groups.
-QByteArray shapedPos(const QByteArray& encoding) {
+static QByteArray shapedPos(const QByteArray& encoding) {
     QByteArray xml =
         encoding.isEmpty() ? "" : "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>\n";
     xml += "<!-- kept -->\n<Proof_Obligations version=\"2\" x:y=\"z\">\n";
@@ -67,17 +65,14 @@ TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
         EXPECT_TRUE(saver.usesGroupTexts()) << encoding.constData();
         fullDiskTried = small;
         if (small) {
-            QFile filler(dir.filePath("filler")); // fills the file system up to the last byte
-            filler.open(QIODevice::WriteOnly);
-            while (filler.write(QByteArray(4096, 'x')) == 4096 && filler.flush()) {
-            }
-            filler.close();
+            // More than the file system holds: it is full up to the last byte.
+            testutil::writeFile(dir.filePath("filler"), QByteArray(64 * 1024, 'x'));
             testing::internal::CaptureStderr();
             EXPECT_FALSE(saver.saveNow(true) || saver.saveNow(true) || !saver.lastWriteFailed());
             EXPECT_EQ(testing::internal::GetCapturedStderr(),
                       "povrun: cannot save " + path.toStdString() + ": No space left on device\n");
             EXPECT_EQ(testutil::readFile(path), before);
-            QFile::remove(filler.fileName());
+            QFile::remove(dir.filePath("filler"));
             EXPECT_TRUE(saver.saveNow(false) && !saver.lastWriteFailed()) << "retried";
         }
         const QDomNodeList goals = dom.elementsByTagName(pos::TAG_SIMPLE_GOAL);
@@ -105,5 +100,3 @@ TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
         GTEST_SKIP() << "bytes checked, but no small file system could be mounted for the "
                         "failed save (needs root)";
 }
-
-} // namespace

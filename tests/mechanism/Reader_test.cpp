@@ -16,11 +16,9 @@
 using namespace mechanism;
 namespace fs = std::filesystem;
 
-namespace {
-
 // ofFile on `file`, written from `xml`, its folder as the install directory: name, trust,
 // result or exception, drivers kept, then "|" and what went to standard error.
-std::string read(mechanism_t& m, const QString& file, const QString& xml) {
+static std::string read(mechanism_t& m, const QString& file, const QString& xml) {
     testutil::writeFile(file, xml.toUtf8());
     testing::internal::CaptureStderr();
     std::string result;
@@ -37,7 +35,7 @@ std::string read(mechanism_t& m, const QString& file, const QString& xml) {
 
 // Per driver: name, group, ext, fast, input, timeout, then each tool's parameters, "~" for an
 // absent name or value (the director passes an empty value on but leaves an absent one out).
-std::string summary(const mechanism_t& m) {
+static std::string summary(const mechanism_t& m) {
     const auto text = [](const QString& s) { return s.isNull() ? QString("~") : s; };
     QString out;
     for (const driver_t& d : m.drivers) {
@@ -51,8 +49,6 @@ std::string summary(const mechanism_t& m) {
     }
     return out.toStdString();
 }
-
-} // namespace
 
 TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
     QTemporaryDir temp; // also the install directory, holding the one tool t

@@ -10,10 +10,8 @@
 
 using namespace pos;
 
-namespace {
-
 // A .pos document with one "Proof_Obligation" per entry, each entry the XML of its goals.
-QDomDocument document(const QStringList& groups) {
+static QDomDocument document(const QStringList& groups) {
     const QString open = "<Proof_Obligation><Tag>g</Tag>", close = "</Proof_Obligation>";
     QDomDocument doc;
     doc.setContent("<Proof_Obligations>" + open + groups.join(close + open) + close +
@@ -22,7 +20,8 @@ QDomDocument document(const QStringList& groups) {
 }
 
 // A goal with an optional proof state and assistant verdict, and one "Mechanism" per status.
-QString goalXml(const char* state, const char* iapa, const std::vector<const char*>& mechanisms) {
+static QString goalXml(const char* state, const char* iapa,
+                       const std::vector<const char*>& mechanisms) {
     QString xml = "<Simple_Goal>";
     if (state)
         xml += QString("<Proof_State proofState='%1'/>").arg(state);
@@ -32,8 +31,6 @@ QString goalXml(const char* state, const char* iapa, const std::vector<const cha
         xml += QString("<Mechanism name='m' status='%1'/>").arg(status);
     return xml + "</Simple_Goal>";
 }
-
-} // namespace
 
 // A goal status the environment wrote reads as proved; an assistant's verdict is no status.
 TEST(Status, TheEnvironmentsSpellingsReadAsProved) {
