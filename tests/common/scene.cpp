@@ -5,8 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <iostream>
-#include <sstream>
 
 namespace scene {
 
@@ -14,10 +12,7 @@ const QString POS = QStringLiteral("pos/comp.pos");
 const QByteArray FOLDER = "(folder)", NONE = "(none)";
 
 GoalSpec settledBy(const QString& driver, const QString& goalStatus) {
-    GoalSpec goal;
-    goal.status = goalStatus;
-    goal.drivers = {{driver, "Proved"}};
-    return goal;
+    return {goalStatus, true, "Unproved", {{driver, "Proved"}}};
 }
 
 Scene::Scene() {
@@ -52,8 +47,21 @@ void Scene::put(const QString& name, const QByteArray& what) const {
         testutil::writeFile(path(name), what);
 }
 
+// Prover and reader get "${file}" as their one parameter when input is "file".
 void Scene::writeMechanism() const {
-    put("m.xml", mechanismXml(trust, drivers));
+    QString xml = QStringLiteral("<mechanism trust=\"%1\">\n").arg(trust);
+    for (const DriverSpec& d : drivers) {
+        const QString fileParam =
+            d.input == "file" ? QStringLiteral("<param value=\"${file}\"/>") : QString();
+        xml += QStringLiteral("  <driver name=\"%1\" group=\"%2\"%8>\n"
+                              "    <writer name=\"w\" path=\"%3\"/>\n"
+                              "    <prover name=\"p\" path=\"%4\" input=\"%5\">%6</prover>\n"
+                              "    <reader name=\"r\" path=\"%7\"/>\n"
+                              "  </driver>\n")
+                   .arg(d.name, d.group, d.writer, d.prover, d.input, fileParam, d.reader,
+                        d.fast ? QStringLiteral(" fast=\"true\"") : QString());
+    }
+    put("m.xml", (xml + "</mechanism>\n").toUtf8());
 }
 
 void Scene::writeMechanism(const QString& newTrust, const QStringList& driverNames) {
@@ -65,7 +73,23 @@ void Scene::writeMechanism(const QString& newTrust, const QStringList& driverNam
 }
 
 void Scene::writePos(const std::vector<GroupSpec>& groups) const {
-    put(POS, posXml("m", groups));
+    QString xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n";
+    for (const GroupSpec& group : groups) {
+        xml += "  <Proof_Obligation>\n    <Tag>" + group.first + "</Tag>\n";
+        for (const GoalSpec& goal : group.second) {
+            xml += "    <Simple_Goal status=\"" + goal.status + "\">\n";
+            if (goal.hasMechanism) {
+                xml += "      <Mechanism name=\"m\" status=\"" + goal.mechanismStatus + "\">\n";
+                for (const auto& d : goal.drivers)
+                    xml +=
+                        "        <Driver name=\"" + d.first + "\" status=\"" + d.second + "\"/>\n";
+                xml += "      </Mechanism>\n";
+            }
+            xml += "    </Simple_Goal>\n";
+        }
+        xml += "  </Proof_Obligation>\n";
+    }
+    put(POS, (xml + "</Proof_Obligations>\n").toUtf8());
 }
 
 testutil::RunResult Scene::run(const QStringList& extra, int timeoutMs) const {
@@ -81,68 +105,13 @@ Scene::director(const std::string& selector, const std::string& driverFilter, bo
 }
 
 QString Scene::goalStatus(int group, int goal) const {
-    const QDomDocument doc = pos::documentOfFile(path(POS));
-    QDomElement g = doc.documentElement().firstChildElement("Proof_Obligation");
-    for (int i = 0; i < group; ++i)
-        g = g.nextSiblingElement("Proof_Obligation");
-    QDomElement s = g.firstChildElement("Simple_Goal");
-    for (int i = 0; i < goal; ++i)
-        s = s.nextSiblingElement("Simple_Goal");
-    return s.attribute("status");
+    const QDomElement g =
+        pos::documentOfFile(path(POS)).elementsByTagName("Proof_Obligation").at(group).toElement();
+    return g.elementsByTagName("Simple_Goal").at(goal).toElement().attribute("status");
 }
 
 QStringList Scene::leftInTmp() const {
     return QDir(path("tmp")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
-}
-
-QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers) {
-    QString xml = QStringLiteral("<mechanism trust=\"%1\">\n").arg(trust);
-    for (const DriverSpec& d : drivers) {
-        const QString fileParam =
-            d.input == "file" ? QStringLiteral("<param value=\"${file}\"/>") : QString();
-        xml += QStringLiteral("  <driver name=\"%1\" group=\"%2\"%8>\n"
-                              "    <writer name=\"w\" path=\"%3\"/>\n"
-                              "    <prover name=\"p\" path=\"%4\" input=\"%5\">%6</prover>\n"
-                              "    <reader name=\"r\" path=\"%7\"/>\n"
-                              "  </driver>\n")
-                   .arg(d.name, d.group, d.writer, d.prover, d.input, fileParam, d.reader,
-                        d.fast ? QStringLiteral(" fast=\"true\"") : QString());
-    }
-    xml += "</mechanism>\n";
-    return xml.toUtf8();
-}
-
-QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups) {
-    QString xml =
-        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<Proof_Obligations>\n");
-    for (const GroupSpec& group : groups) {
-        xml += QStringLiteral("  <Proof_Obligation>\n    <Tag>%1</Tag>\n").arg(group.first);
-        for (const GoalSpec& goal : group.second) {
-            xml += QStringLiteral("    <Simple_Goal status=\"%1\">\n"
-                                  "      <Proof_State proofState=\"%2\"/>\n")
-                       .arg(goal.status, goal.proofState);
-            if (goal.hasMechanism) {
-                xml += QStringLiteral("      <Mechanism name=\"%1\" status=\"%2\">\n")
-                           .arg(mechanism, goal.mechanismStatus);
-                for (const auto& d : goal.drivers)
-                    xml += QStringLiteral("        <Driver name=\"%1\" status=\"%2\"/>\n")
-                               .arg(d.first, d.second);
-                xml += "      </Mechanism>\n";
-            }
-            xml += "    </Simple_Goal>\n";
-        }
-        xml += "  </Proof_Obligation>\n";
-    }
-    xml += "</Proof_Obligations>\n";
-    return xml.toUtf8();
-}
-
-std::string capturedStdout(const std::function<void()>& action) {
-    std::ostringstream out;
-    std::streambuf* const saved = std::cout.rdbuf(out.rdbuf());
-    action();
-    std::cout.rdbuf(saved);
-    return out.str();
 }
 
 } // namespace scene

@@ -1,16 +1,14 @@
 #pragma once
 // The one test scene of the director, command-line and chaos tests: a temporary folder
-// holding the fake tools, m.xml (mechanism m, trust "always", driver d), an empty comp.pog,
-// an empty tmp folder and pos/comp.pos, alone in its folder, where d had proved the one
-// goal of group G. Runs of povrun use the folder as current folder and relative names.
-// The fake tools are the scripts of tests/common/tools/, copied into the folder.
+// holding the fake tools (copies of tests/common/tools/), m.xml (mechanism m, trust "always",
+// driver d), an empty comp.pog, an empty tmp folder and pos/comp.pos, alone in its folder,
+// where d had proved the one goal of group G. Runs of povrun use the folder as current folder.
 
 #include "common/testutil.h"
 #include "director/ProofDirector.h"
 
 #include <QStringList>
 #include <QTemporaryDir>
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -31,22 +29,15 @@ struct DriverSpec {
     bool fast = false;
 };
 
-// A mechanism file with the given trust and drivers; prover and reader get "${file}" as
-// their one parameter when input is "file".
-QByteArray mechanismXml(const QString& trust, const std::vector<DriverSpec>& drivers);
-
-// One goal of a .pos file: its status, its proof state, and its element for the
-// mechanism (status and drivers); hasMechanism false leaves the element out.
+// One goal of a .pos file: its status and its element for the mechanism (status and
+// drivers); hasMechanism false leaves the element out.
 struct GoalSpec {
     QString status = QStringLiteral("Unproved");
-    QString proofState = QStringLiteral("Unproved");
     bool hasMechanism = true;
     QString mechanismStatus = QStringLiteral("Unproved");
     std::vector<std::pair<QString, QString>> drivers; // name, status
 };
 using GroupSpec = std::pair<QString, std::vector<GoalSpec>>;
-
-QByteArray posXml(const QString& mechanism, const std::vector<GroupSpec>& groups);
 
 // A goal the mechanism's driver `driver` had proved: a replay gives it that driver again.
 GoalSpec settledBy(const QString& driver, const QString& goalStatus = "Unproved");
@@ -82,8 +73,5 @@ struct Scene {
     QString goalStatus(int group, int goal) const;
     QStringList leftInTmp() const;
 };
-
-// What `action` wrote on std::cout.
-std::string capturedStdout(const std::function<void()>& action);
 
 } // namespace scene

@@ -9,8 +9,7 @@ namespace testutil {
 RunResult run(const QString& program, const QStringList& args, const QString& workDir,
               const QByteArray& stdinData, int timeoutMs) {
     QProcess process;
-    if (!workDir.isEmpty())
-        process.setWorkingDirectory(workDir);
+    process.setWorkingDirectory(workDir); // an empty one keeps the current folder
     process.start(program, args);
     RunResult result;
     if (!process.waitForStarted(30000)) {
@@ -18,8 +17,7 @@ RunResult run(const QString& program, const QStringList& args, const QString& wo
         result.err = process.errorString().toStdString();
         return result;
     }
-    if (!stdinData.isEmpty())
-        process.write(stdinData);
+    process.write(stdinData);
     process.closeWriteChannel();
     if (!process.waitForFinished(timeoutMs)) {
         result.timedOut = true;

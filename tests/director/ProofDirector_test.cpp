@@ -1,41 +1,46 @@
 // The director on small mechanism and .pos files: loading, selection, job building,
-// playing, errors and saving, on the shared scene's fake tools.
+// playing, errors, the trust rule and the dumps, on the shared scene's fake tools.
 
 #include "common/scene.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <gtest/gtest.h>
+#include <sstream>
 
 using scene::GoalSpec;
 using scene::POS;
 using scene::Scene;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
 
-namespace {
-
-GoalSpec goal(const QString& status, const QString& mechanismStatus,
-              std::vector<std::pair<QString, QString>> drivers, bool hasMechanism = true) {
-    return GoalSpec{status, "Unproved", hasMechanism, mechanismStatus, std::move(drivers)};
+static GoalSpec goal(const QString& status, const QString& mechanismStatus,
+                     std::vector<std::pair<QString, QString>> drivers, bool hasMechanism = true) {
+    return GoalSpec{status, hasMechanism, mechanismStatus, std::move(drivers)};
 }
 
 const GoalSpec settled = scene::settledBy("d");
-const GoalSpec open = goal("Unproved", "Unproved", {});
+const GoalSpec unsettled = goal("Unproved", "Unproved", {});
 const GoalSpec unregistered = goal("Unproved", "Unproved", {}, false);
 
-} // namespace
+template <typename T> static std::string dumped(const T& value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
 
-// A failed load after a good one must leave nothing that a save could write over the file.
+// A failed load after a good one must leave nothing that a save could write over the file:
+// a file cut short, reloaded or loaded for a first play, and a goal without the mechanism.
 TEST(Director, LoadThatFailsLeavesNothingToSave) {
-    const QByteArray garbage = scene::posXml("m", {{"G", {open}}}).chopped(30);
-    for (const bool firstPlay : {false, true}) {
+    for (const int fault : {0, 1, 2}) {
         Scene s;
         auto director = s.director();
-        ASSERT_TRUE(director->reloadPosFile()) << firstPlay;
-        s.put(POS, garbage);
-        EXPECT_FALSE(firstPlay ? director->loadPosFile() : director->reloadPosFile()) << firstPlay;
-        EXPECT_TRUE(director->getPoTable().empty() && director->getDocument().isNull());
-        EXPECT_FALSE(director->savePosFile()) << firstPlay;
-        EXPECT_EQ(s.state(POS), garbage) << firstPlay;
+        ASSERT_TRUE(director->reloadPosFile());
+        const QByteArray bad =
+            fault < 2 ? s.state(POS).chopped(30) : s.state(POS).replace("name=\"m\"", "name=\"x\"");
+        s.put(POS, bad);
+        EXPECT_FALSE(fault == 1 ? director->loadPosFile() : director->reloadPosFile()) << fault;
+        EXPECT_TRUE(director->getPoTable().empty() && director->getDocument().isNull()) << fault;
+        EXPECT_FALSE(director->savePosFile()) << fault;
+        EXPECT_EQ(s.state(POS), bad) << fault;
     }
 }
 
@@ -45,40 +50,35 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     s.writeMechanism("redundancy", {"d1", "d2"});
     s.writePos({{"G", {unregistered, unregistered}}});
     s.setAnswers("0 0 Disproved\n");
-    EXPECT_EQ(scene::capturedStdout([&] { s.director()->play(); }),
-              "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
-              "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
+    CaptureStdout();
+    s.director()->play();
+    EXPECT_EQ(GetCapturedStdout(), "\tProof driver d1, still 2 unproved PO\n\t\tG\n\t\t\t!*\n\n"
+                                   "\tProof driver d2, still 0 unproved PO\n\t\tG\n\t\t\t+\n\n");
     EXPECT_EQ((s.goalStatus(0, 0) + " " + s.goalStatus(0, 1)).toStdString(), "Disproved Proved");
-    EXPECT_EQ(testutil::readFile(s.writerLog()).count('\n'), 3) << "d2 on goal 1 only";
     s.writePos({{"G", {goal("Proved", "Unproved", {}, false)}}});
-    scene::capturedStdout([&] { s.director()->play(); });
+    s.director()->play();
     EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
 }
 
 TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
-    const std::tuple<const char*, std::string, bool, QStringList> rows[] = {
-        {"everything", "", false, {"slow", "fast"}},
-        {"filter", "slow", false, {"slow"}},
-        {"unknown driver", "none", false, {}},
-        {"fast only", "", true, {"fast"}},
-        {"fast only and a slow driver", "slow", true, {}},
-    };
-    for (const auto& [name, filter, fastOnly, expected] : rows) {
-        Scene s;
-        s.drivers = {s.driver("slow"), s.driver("fast")};
-        s.drivers[1].fast = true;
-        s.writeMechanism();
+    Scene s;
+    s.drivers = {s.driver("slow"), s.driver("fast")};
+    s.drivers[1].fast = true;
+    s.writeMechanism();
+    // filter, fast only, the drivers played
+    const std::tuple<std::string, bool, QString> rows[] = {
+        {"", false, "slow fast"}, {"slow", false, "slow"}, {"", true, "fast"}};
+    for (const auto& [filter, fastOnly, expected] : rows) {
         s.writePos(
             {{"G", {goal("Unproved", "Unproved", {{"slow", "Proved"}, {"fast", "Proved"}})}}});
-        auto director = s.director("", filter, fastOnly);
-        ASSERT_TRUE(director->reloadPosFile());
-        const auto out =
-            QString::fromStdString(scene::capturedStdout([&] { director->playDrivers(); }));
+        CaptureStdout();
+        s.director("", filter, fastOnly)->replay();
+        const QString out = QString::fromStdString(GetCapturedStdout());
         QStringList played;
         for (const QString driver : {"slow", "fast"})
             if (out.contains("Proof driver " + driver + ","))
                 played << driver;
-        EXPECT_EQ(played, expected) << name;
+        EXPECT_EQ(played.join(' '), expected) << filter << " " << fastOnly;
     }
 }
 
@@ -100,7 +100,7 @@ TEST(Director, FailedJobsAreListedAsErrors) {
         s.drivers[0].*tool = s.path("bad.sh");
         s.writeMechanism();
         auto director = s.director();
-        scene::capturedStdout([&] { director->replay(); });
+        director->replay();
         EXPECT_EQ(director->getErrors(),
                   QStringList{QString(error).replace("$PO2", s.path("tmp/comp_m_d_0_0.po2"))})
             << name;
@@ -108,22 +108,26 @@ TEST(Director, FailedJobsAreListedAsErrors) {
     }
 }
 
-TEST(Director, WriterJobsFollowTheDriverGroup) {
+// Only a Proved or Disproved driver of an open goal and mechanism makes a job; group B has
+// nothing for the driver, so "related" numbers its files with gaps. The writer and the
+// prover/reader make different words of the same parameters.
+TEST(Director, JobsFollowTheDriverGroupAndTheParameters) {
     Scene s;
-    // Only a Proved or Disproved driver of an open goal and mechanism makes a job. Group B
-    // has nothing for the driver: "related" numbers its files with gaps.
-    const auto by = [](const QString& answer, const QString& mechanismStatus = "Unproved") {
-        return goal("Unproved", mechanismStatus, {{"d", answer}});
-    };
     s.writePos(
-        {{"A", {settled, open}},
-         {"B", {open}},
+        {{"A", {settled, unsettled}},
+         {"B", {unsettled}},
          {"C",
-          {by("Disproved"), scene::settledBy("d", "Proved"), settled, by("Proved", "Unknown"),
-           by("Unproved"), by("Unknown"), by("UnreliablyProved")}}});
-    const QString tmp = s.path("tmp"), pog = s.path("comp.pog");
+          {goal("Unproved", "Unproved", {{"d", "Disproved"}}), scene::settledBy("d", "Proved"),
+           settled, goal("Unproved", "Unknown", {{"d", "Proved"}}),
+           goal("Unproved", "Unproved", {{"d", "Unknown"}})}}});
+    const QString null, empty = QLatin1String(""), tmp = s.path("tmp"), pog = s.path("comp.pog");
+    const std::list<mechanism::param_t> params = {
+        {"-t", " ", "30"}, {"--t", "=", "30"}, {"-t", "  ", "30"},          {null, "=", "v"},
+        {empty, "=", "v"}, {"-x", "=", empty}, {"--in", "=", "${file}.smt"}};
+    const QStringList writerWords = {"-t", "30", "--t=30", "-t  30",
+                                     "v",  "v",  "-x",     "--in=${file}.smt"};
     const auto job = [&](const QString& a, const QString& file) {
-        return a.split(' ') + QStringList{"-i", pog, "-o", tmp + "/" + file, "--level", "2", "-v"};
+        return a.split(' ') + QStringList{"-i", pog, "-o", tmp + "/" + file} + writerWords;
     };
     const std::vector<std::pair<mechanism::group_t, std::vector<QStringList>>> rows = {
         // clang-format off
@@ -138,7 +142,8 @@ TEST(Director, WriterJobsFollowTheDriverGroup) {
         mechanism::driver_t d = director->getMechanism().drivers.at(0);
         d.group = group;
         d.ext = "xpo";
-        d.writer.params = {{"--level", " ", "2"}, {"", " ", "-v"}};
+        d.writer.params = d.prover.params = params;
+        d.reader.params = {params.front()};
         director->setDriver(d);
         ProofDirector::selection_t selection;
         director->selectForDriver(selection);
@@ -147,36 +152,13 @@ TEST(Director, WriterJobsFollowTheDriverGroup) {
         const auto& jobs = director->getWriterJobs();
         ASSERT_EQ(jobs.size(), expected.size()) << "group " << group;
         for (std::size_t i = 0; i < jobs.size(); ++i) {
+            const ProofDirector::prover_data_t& prover = director->getProverJobs().at(i);
             EXPECT_EQ(jobs[i].args, expected[i]) << "group " << group << " job " << i;
-            EXPECT_EQ(jobs[i].po2filename, jobs[i].args.at(jobs[i].args.indexOf("-o") + 1));
-            EXPECT_EQ(director->getProverJobs().at(i).addresses, jobs[i].positions);
+            EXPECT_EQ(prover.addresses, jobs[i].positions);
+            EXPECT_EQ(prover.argsp, (QStringList{"-t", "30", "--t=30", "-t", "30", "v", "=v",
+                                                 "-x=", "--in=" + jobs[i].po2filename + ".smt"}));
+            EXPECT_EQ(prover.argsr, (QStringList{"-t", "30"}));
         }
-    }
-}
-
-TEST(Director, ParametersBecomeWordsByTheirSeparator) {
-    const QString null, empty = QLatin1String("");
-    const std::tuple<const char*, mechanism::param_t, QStringList, QStringList> rows[] = {
-        // name, parameter, writer's words, prover's and reader's words
-        // clang-format off
-        {"blank separator", {"-t", " ", "30"}, {"-t", "30"}, {"-t", "30"}},
-        {"equals", {"--t", "=", "30"}, {"--t=30"}, {"--t=30"}},
-        {"two blanks", {"-t", "  ", "30"}, {"-t  30"}, {"-t", "30"}},
-        {"empty separator", {"-t", empty, "30"}, {"-t30"}, {"-t", "30"}},
-        {"null name", {null, " ", "v"}, {"v"}, {"v"}},
-        {"empty name", {empty, "=", "v"}, {"v"}, {"=v"}},
-        {"empty value", {"-x", "=", empty}, {"-x"}, {"-x="}},
-        {"file placeholder", {"--in", "=", "${file}.smt"}, {"--in=${file}.smt"}, {"--in=/t/f.po2.smt"}},
-        // clang-format on
-    };
-    for (const auto& [name, param, writerWords, proverWords] : rows) {
-        mechanism::tool_t tool;
-        tool.params = {param};
-        QStringList writer, prover;
-        addParametersBits(writer, tool);
-        append_param(param, prover, "/t/f.po2");
-        EXPECT_EQ(writer, writerWords) << name;
-        EXPECT_EQ(prover, proverWords) << name;
     }
 }
 
@@ -188,8 +170,10 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
     s.drivers[0].reader = s.path("model.sh");
     s.drivers[0].group = "related";
     s.writeMechanism();
-    s.writePos({{"A", {settled}}, {"B", {open, open}}});
-    EXPECT_EQ(scene::capturedStdout([&] { s.director("B.2")->replay(); }),
+    s.writePos({{"A", {settled}}, {"B", {unsettled, unsettled}}});
+    CaptureStdout();
+    s.director("B.2")->replay();
+    EXPECT_EQ(GetCapturedStdout(),
               "\tProof driver d, still 3 unproved PO\n\t\tA\n\t\t\t\n\t\tB\n\t\t\t-model:\nx = "
               "1\ny = 2\n\n\n\n");
     EXPECT_EQ(testutil::readFile(s.writerLog()),
@@ -200,26 +184,74 @@ TEST(Director, SinglePoModeEchoesTheModelAndUpdatesNothing) {
         << "saved although unchanged, and without the answer";
 }
 
-// The file is never created; a Latin-1 file stays Latin-1 through a symbolic link; a
-// declaration Qt would write back broken (a quote, an unknown encoding) gives way to UTF-8.
-TEST(Director, SavingKeepsTheUsersFile) {
-    Scene s;
-    auto director = s.director();
-    ASSERT_TRUE(director->reloadPosFile());
-    s.put(POS, scene::NONE);
-    EXPECT_TRUE(!director->savePosFile() && s.state(POS) == scene::NONE) << "never created";
-    s.put("real", scene::FOLDER);
-    ASSERT_TRUE(QFile::link(s.path("real/comp.pos"), s.path(POS)));
-    const QByteArray tail = "\"?>\n<Proof_Obligations><Proof_Obligation><Tag>Op\xe9ration_\xe0"
-                            "</Tag></Proof_Obligation></Proof_Obligations>\n";
-    for (const QByteArray encoding : {"ISO-8859-1", "ISO'8859-1", "no-such-codec"}) {
-        s.put("real/comp.pos", "<?xml version=\"1.0\" encoding=\"" + encoding + tail);
-        for (int cycle = 0; cycle < 2; ++cycle) { // the second reads what the first wrote
-            auto again = s.director();
-            ASSERT_TRUE(again->reloadPosFile() && again->savePosFile()) << encoding.constData();
-            const std::string tag = again->getPoTable().at(0).first;
-            EXPECT_TRUE(encoding != "ISO-8859-1" || tag == "Op\xc3\xa9ration_\xc3\xa0") << tag;
+// One reader answer after another on a goal of drivers d1 and d2: what the trust rule makes of
+// the goal, of the mechanism element, of the drivers left and of the unproved count.
+TEST(TrustRule, AnswersEditTheGoalTheMechanismAndTheCount) {
+    // name, trust, steps {driver index, answer}, goal/mechanism statuses, drivers left,
+    // unproved count (unsigned arithmetic: a second decrement wraps)
+    using step_t = std::pair<int, const char*>;
+    const std::tuple<const char*, const char*, std::vector<step_t>, const char*, QStringList,
+                     uint32_t>
+        rows[] = {
+            // clang-format off
+        {"an untrusted proof is unreliable", "never", {{0, "Proved"}}, "UnreliablyProved/UnreliablyProved", {}, 0},
+        {"a first proof leaves the other driver", "redundancy", {{0, "Proved"}}, "UnreliablyProved/UnreliablyProved", {"d2"}, 0},
+        {"a trusted proof drops the other driver", "always", {{0, "Proved"}}, "Proved/Proved", {}, 0},
+        {"a second proof counts twice", "redundancy", {{0, "Proved"}, {1, "Proved"}}, "Proved/Proved", {}, 0xffffffffu},
+        {"a third proof starts over", "redundancy", {{0, "Proved"}, {1, "Proved"}, {0, "Proved"}}, "Proved/UnreliablyProved", {}, 0xffffffffu},
+        {"an earlier unknown changes nothing", "always", {{0, "Unknown"}}, "Unproved/Unproved", {"d2"}, 1},
+        {"the last unknown marks the mechanism only", "always", {{1, "Unknown"}}, "Unproved/Unknown", {"d1"}, 1},
+        {"the last unknown after a first proof", "redundancy", {{0, "Proved"}, {1, "Unknown"}}, "UnreliablyProved/Unknown", {}, 0},
+        {"a disproof drops the other driver", "always", {{0, "Disproved"}}, "Disproved/Disproved", {}, 0},
+        {"a disproof after a first proof", "redundancy", {{0, "Proved"}, {1, "Disproved"}}, "Disproved/Disproved", {}, 0xffffffffu},
+        {"a disproof leaves a proved goal", "always", {{0, "Proved"}, {1, "Disproved"}}, "Proved/Disproved", {}, 0},
+            // clang-format on
+        };
+    const GoalSpec start = goal("Unproved", "Unproved", {{"d1", "Proved"}, {"d2", "Disproved"}});
+    for (const auto& [name, trust, steps, statuses, drivers, unproved] : rows) {
+        scene::Scene s;
+        s.writeMechanism(trust, {"d1", "d2"});
+        s.writePos({{"G", {start}}});
+        auto director = s.director();
+        ASSERT_TRUE(director->reloadPosFile());
+        for (const auto& step : steps) {
+            director->setDriver(director->getMechanism().drivers.at(step.first));
+            director->updateStatus({0, 0}, step.second);
         }
+        const ProofDirector::po_data_t& po = director->getPoTable()[0].second[0];
+        const QDomElement m = po.element, goal = m.parentNode().toElement();
+        EXPECT_EQ((goal.attribute("status") + "/" + m.attribute("status")).toStdString(), statuses)
+            << name;
+        EXPECT_EQ(pos::strOfProofStatus(po.status), m.attribute("status")) << name;
+        const auto [driver, answer] = steps.back();
+        EXPECT_EQ(m.elementsByTagName("Driver").at(driver).toElement().attribute("status"), answer)
+            << name;
+        EXPECT_EQ(po.drivers, drivers) << name;
+        EXPECT_EQ(director->getUnprovedCount(), unproved) << name;
     }
-    EXPECT_TRUE(QFileInfo(s.path(POS)).isSymLink() && s.state("real/comp.pos").contains("author="));
+}
+
+// "argsr:" repeats the prover's arguments, not the reader's: kept so for the tools that
+// read the dump.
+TEST(Dumps, DirectorJobsAndRecordsShowEveryField) {
+    scene::Scene s;
+    auto director = s.director();
+    EXPECT_EQ(dumped(*director), "pos: " + s.path(scene::POS).toStdString() +
+                                     "\npog: " + s.path("comp.pog").toStdString() + "\ndir: " +
+                                     s.path("tmp").toStdString() + "\nloaded: 1\nmechanism:\n" +
+                                     dumped(director->getMechanism()) + "concurrency:1\n");
+    const std::vector<ProofDirector::po_address_t> positions{{0, 1}, {2, 3}};
+    ProofDirector::writer_data_t writer{"/w", {"-a", "0", "1"}, "/t/f.po2", positions};
+    EXPECT_EQ(dumped(writer), "cmd: /w\nargs: -a 0 1\npo2filename: /t/f.po2\n"
+                              "positions: {0, 1}{2, 3}\n");
+    ProofDirector::prover_data_t prover{"/p", {"-x", "f"}, "/r", {"-y"}, "/t/f.po2", positions};
+    EXPECT_EQ(dumped(prover), "cmdp: /p\nargsp: -x f\ncmdr:/r\nargsr:-x f\ninpath:/t/f.po2\n"
+                              "po addresses:\t0\t1\t2\t3\n");
+    QDomDocument doc;
+    ProofDirector::po_data_t po{pos::UNRELIABLY_PROVED, {"d1", "d2"}, doc.createElement("M")};
+    po.element.setAttribute("status", "Unproved");
+    EXPECT_EQ(dumped(po),
+              "{<M status=\"Unproved\"/>\n, " + dumped(pos::UNRELIABLY_PROVED) + ", {d1 d2}}");
+    ProofDirector::po_table_t table{{"G", {po, po}}};
+    EXPECT_EQ(dumped(table), "G\n" + dumped(po) + "\n" + dumped(po) + "\n");
 }

@@ -1,42 +1,41 @@
-// Reading mechanism files: definitions, parameter order, attributes, failures; the dump.
+// Reading mechanism files: definitions, parameter order, attributes, failures; where a
+// tool's executable is looked for; the dump.
 
 #include "mechanism/Mechanism.h"
+#include "mechanism/Mechanism_p.h"
 
 #include "common/testutil.h"
+#include "resource/p_api.h"
 
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <iostream>
 #include <sstream>
 
 using namespace mechanism;
-
-namespace {
+namespace fs = std::filesystem;
 
 // ofFile on `file`, written from `xml`, its folder as the install directory: name, trust,
-// result or exception, drivers kept, then "|" and what went to std::cerr.
-std::string read(mechanism_t& m, const QString& file, const QString& xml) {
+// result or exception, drivers kept, then "|" and what went to standard error.
+static std::string read(mechanism_t& m, const QString& file, const QString& xml) {
     testutil::writeFile(file, xml.toUtf8());
-    std::ostringstream err;
-    std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
+    testing::internal::CaptureStderr();
     std::string result;
     try {
         result = ofFile(file, m, {QFileInfo(file).path().toStdString()}) ? "true" : "false";
     } catch (const std::exception& e) {
         result = e.what();
     }
-    std::cerr.rdbuf(savedErr);
     result = m.name + " " + std::to_string(m.trust) + " " + result;
     for (const QString& driver : m.driverNames)
         result += " " + driver.toStdString();
-    return result + "|" + err.str();
+    return result + "|" + testing::internal::GetCapturedStderr();
 }
 
 // Per driver: name, group, ext, fast, input, timeout, then each tool's parameters, "~" for an
 // absent name or value (the director passes an empty value on but leaves an absent one out).
-std::string summary(const mechanism_t& m) {
+static std::string summary(const mechanism_t& m) {
     const auto text = [](const QString& s) { return s.isNull() ? QString("~") : s; };
     QString out;
     for (const driver_t& d : m.drivers) {
@@ -50,8 +49,6 @@ std::string summary(const mechanism_t& m) {
     }
     return out.toStdString();
 }
-
-} // namespace
 
 TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
     QTemporaryDir temp; // also the install directory, holding the one tool t
@@ -85,29 +82,61 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
     // The line after a missing tool: the path, the install directory, then the current one.
     const auto searched = [&temp](const std::string& path) {
         return "povrun: looked for \"" + path + "\" in " + temp.path().toStdString() +
-               ", then in the current directory " + std::filesystem::current_path().string() +
+               ", then in the current directory " + fs::current_path().string() +
                "; no resource named\n";
     };
     const std::string file = temp.filePath("m.xml").toStdString();
-    const struct {
-        const char* name;
-        QString xml;
-        std::string outcome;
-    } rows[] = {
-        {"reader of the first driver", mech.arg(driver.arg("1", "t", "t", "no") + good),
-         "m 0 false|Cannot locate tool R1\n" + searched("no")},
-        {"writer of the second driver", mech.arg(good + driver.arg("2", "no", "t", "t")),
-         "m 0 false d0|Cannot locate tool W2\n" + searched("no")},
+    const std::tuple<const char*, QString, std::string> rows[] = {
+        // name, file, outcome
+        {"reader of the second driver", mech.arg(good + driver.arg("2", "t", "t", "no")),
+         "m 0 false d0|Cannot locate tool R2\n" + searched("no")},
         {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")),
          "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh")},
         {"unknown group", mech.arg(good + "<driver group='some'/>"),
          "m 0 " + file + ": unknown group \"some\" (map::at) d0|"},
         {"second definition", mech.arg(good).replace("'a'/></p", "'b'/></p"), "m 0 map::at|"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [name, xml, outcome] : rows) {
         m = mechanism_t();
-        EXPECT_EQ(read(m, temp.filePath("m.xml"), row.xml), row.outcome) << row.name;
+        EXPECT_EQ(read(m, temp.filePath("m.xml"), xml), outcome) << name;
     }
+}
+
+TEST(ToolLocation, ResourceThenInstallDirsThenCurrentDirWithExeRightAfterEachPlainCandidate) {
+    QTemporaryDir temp;
+    const fs::path root = fs::canonical(temp.path().toStdString());
+    const auto at = [&](const char* relative) { return (root / relative).string(); };
+    for (const char* directory : {"d1/b", "d2", "cwd"})
+        fs::create_directories(root / directory);
+    for (const char* tool :
+         {"d1/a.exe", "d2/a", "d2/b", "d2/c.exe", "cwd/c", "d1/g.sh.exe", "cwd/g.sh"})
+        testutil::writeScript(QString::fromStdString(at(tool)), "exit 0\n");
+    testutil::writeFile(QString::fromStdString(at("d1/a")), "not a program\n");
+    testutil::writeFile(temp.filePath("r"), ("ZDR*Proof*x: " + at("d2") + "/../d2//b/\n").c_str());
+    init_resource_manager();
+    load_resources(temp.filePath("r").toUtf8().constData(), nullptr, nullptr);
+    const fs::path savedCwd = fs::current_path();
+    fs::current_path(root / "cwd");
+
+    const std::vector<std::string> both = {at("d1"), at("d2")};
+    // name, path, resource, install directories, what is found (empty: nothing)
+    const std::tuple<const char*, std::string, const char*, decltype(both), std::string> rows[] = {
+        {"a non-executable is passed over for the exe", "a", "", both, at("d1/a.exe")},
+        {"a directory is skipped", "b", "", both, at("d2/b")},
+        {"install dirs come before the current dir", "c", "", both, at("d2/c.exe")},
+        {"a path with an extension never gets exe", "g.sh", "", {at("d1")}, at("cwd/g.sh")},
+        {"absolute path gets no exe", at("d2/c"), "", both, ""},
+        {"cleaned resource, named after the last star", "none", "ZDR*Other*x", both, at("d2/b")},
+        {"unknown resource falls back to the path", "b", "ZDR*Proof*zz", both, at("d2/b")},
+    };
+    for (const auto& [name, given, resource, installDirs, expected] : rows) {
+        const QString text = mechanism::computePath(QString::fromStdString(given), resource);
+        fs::path path = text.toStdString();
+        const bool found = mechanism::checkToolExistence(path, installDirs);
+        EXPECT_EQ(found, !expected.empty()) << name;
+        EXPECT_EQ(path.string(), found ? expected : text.toStdString()) << name;
+    }
+    fs::current_path(savedCwd);
 }
 
 // Kept on purpose, as other tools read it: the prover's "input" line has only a closing quote,
