@@ -101,7 +101,7 @@ TEST(Replay, ProtocolShowsDriversHeadingsAndMarks) {
 TEST(Replay, FirstPlayRegistersTheMechanismAndReplayFollowsIt) {
     Scene s;
     s.writeMechanism("always", {"d1", "d2"});
-    const scene::GoalSpec bare{"Unproved", "Unproved", false, "Unproved", {}}; // no mechanism
+    const scene::GoalSpec bare{"Unproved", false, "Unproved", {}}; // no mechanism
     s.writePos({{"G", {bare, bare, bare}}});
     s.setAnswers("0 0 Proved\n0 1 Unknown\n0 2 Disproved\n");
     EXPECT_EQ(s.run({"--first-play"}).exitCode, 0);
