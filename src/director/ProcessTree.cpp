@@ -6,6 +6,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <map>
+#include <set>
 #include <string>
 #include <sys/prctl.h>
 #include <thread>
@@ -80,10 +81,18 @@ std::vector<pid_t> liveDescendantsOf(pid_t root) {
 
 void endDescendants(std::chrono::milliseconds grace) {
     constexpr std::chrono::milliseconds pause{10};
-    signalAll(liveDescendantsOf(getpid()), SIGTERM);
+    // A process forked while the first signals went out (a script starting its next
+    // command) gets its own SIGTERM when it shows up, instead of the whole grace.
+    std::set<pid_t> warned;
     const auto deadline = std::chrono::steady_clock::now() + grace;
-    while (std::chrono::steady_clock::now() < deadline && !liveDescendantsOf(getpid()).empty())
+    for (std::vector<pid_t> live = liveDescendantsOf(getpid());
+         !live.empty() && std::chrono::steady_clock::now() < deadline;
+         live = liveDescendantsOf(getpid())) {
+        for (pid_t pid : live)
+            if (warned.insert(pid).second)
+                ::kill(pid, SIGTERM);
         std::this_thread::sleep_for(pause);
+    }
     // The children of a killed wrapper come back to this process (it is a subreaper), so
     // the next round finds them.
     for (int round = 0; round < 100; ++round) {

@@ -66,7 +66,9 @@ void terminationTrial(int signal) {
         ASSERT_FALSE(waited > 30000 || povrun.waitForFinished(5)) << "no save";
     QThread::msleep(random() % 401);
     ::kill(static_cast<pid_t>(povrun.processId()), signal);
-    EXPECT_TRUE(povrun.waitForFinished(3000)) << "took more than 3 s to stop";
+    // A stop may give the tools 1 s to end and the workers 2 s to reap them, then saves; a
+    // machine busy with other tests' solvers and fsyncs can stretch that past 3 s.
+    EXPECT_TRUE(povrun.waitForFinished(6000)) << "took more than 6 s to stop";
     povrun.kill();
     povrun.waitForFinished();
     EXPECT_EQ(povrun.exitStatus(), signal == SIGTERM ? QProcess::NormalExit : QProcess::CrashExit);
