@@ -17,15 +17,17 @@ namespace statustext {
 
 // Qt writes the XML declaration back with single quotes around values it keeps as
 // read: a value holding a quote, or an encoding no codec knows, would come out as a file
-// that does not parse (or cannot be written). Such a declaration gives way to UTF-8.
+// that does not parse (or cannot be written). Such a declaration gives way to UTF-8. So
+// does a first instruction whose name only starts with "xml": the file is written in UTF-8,
+// but the parser takes the encoding from it, and the file may not read back.
 void ensureWritableDeclaration(QDomDocument& dom) {
     QDomNode first = dom.firstChild();
-    if (!first.isProcessingInstruction() || first.nodeName() != QLatin1String("xml"))
+    if (!first.isProcessingInstruction() || !first.nodeName().startsWith(QLatin1String("xml")))
         return;
     static const QRegularExpression wellFormed(QStringLiteral(
         "^version='[^'\"]*'(?: encoding='([^'\"]*)')?(?: standalone='(?:yes|no)')?$"));
     const QRegularExpressionMatch match = wellFormed.match(first.nodeValue());
-    if (match.hasMatch() &&
+    if (first.nodeName() == QLatin1String("xml") && match.hasMatch() &&
         (match.captured(1).isEmpty() || QTextCodec::codecForName(match.captured(1).toLatin1())))
         return;
     dom.replaceChild(
