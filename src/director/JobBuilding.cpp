@@ -15,8 +15,8 @@ const QString FILE_PLACEHOLDER = QStringLiteral("${file}");
 // builds its job list in place instead of copying it while it grows.
 std::size_t jobCount(mechanism::group_t group, const ProofDirector::selection_t& selection) {
     std::size_t count = 0;
-    for (const auto& pos : selection)
-        count += group == mechanism::GROUP_NONE ? pos.size() : !pos.empty();
+    for (const auto& addresses : selection)
+        count += group == mechanism::GROUP_NONE ? addresses.size() : !addresses.empty();
     return group == mechanism::GROUP_FULL ? 1 : count;
 }
 
