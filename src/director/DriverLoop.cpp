@@ -72,6 +72,8 @@ void ProofDirector::playDrivers() {
         produceWriterData(tempDir, pogPath, selection);
         traceLine("Driver producing prover data");
         produceProverData();
+        if (resultCache != nullptr)
+            cacheDriverKey = resultCache->driverKey(driver);
         operationCount = 0;
         runJobs();
         finishDriver();

@@ -26,6 +26,7 @@
 // them only while no worker runs, and workers only read them.
 
 #include "director/Process.h"
+#include "director/ResultCache.h"
 #include "director/StatusSaver.h"
 #include "mechanism/Mechanism.h"
 #include "pos/pos.h"
@@ -36,6 +37,7 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -113,6 +115,12 @@ public:
     // saves the document. Keeps the status lock: the caller exits afterwards.
     void stop();
 
+    // Answers jobs from `cache` when it holds their answers, and stores there the answers
+    // of every job whose tools all ran to their end with one line per goal; null (the
+    // default) for no cache. The cache must outlive the play.
+    void useCache(director::ResultCache* cache) { resultCache = cache; }
+    director::cache_counts_t getCacheCounts() const;
+
     void play();
     void replay();
     void playDrivers();
@@ -171,6 +179,12 @@ private:
     std::thread::id tracedThreadId() const;
     void removeSecondaryFiles();
     void traceLine(const char* message) const;
+    // The cache key of a job; empty when there is no cache or the job cannot have one.
+    QByteArray cacheKeyOf(const prover_data_t& job) const;
+    bool answeredFromCache(const QByteArray& key, QByteArray& output);
+    // Runs the job's prover into its reader. False when stopping or a tool crashed (said);
+    // `complete` tells whether both tools started and ended by themselves.
+    bool runProverAndReader(const prover_data_t& job, QByteArray& output, bool& complete);
     void printHeadingsUpTo(unsigned long long group);
     void printMarks(const prover_data_t& job, const QStringList& lines);
     void printModel(const QStringList& lines, int& line) const;
@@ -208,6 +222,13 @@ private:
     po_table_t poTable;
     std::vector<writer_data_t> writerJobs;
     std::vector<prover_data_t> proverJobs;
+    // Not owned. The driver's part of the cache keys is set by the main thread while no
+    // worker runs; the counts are bumped by workers.
+    director::ResultCache* resultCache = nullptr;
+    QByteArray cacheDriverKey;
+    std::atomic<uint64_t> cacheAnswered{0};
+    std::atomic<uint64_t> cacheRun{0};
+    std::atomic<uint64_t> cacheStored{0};
 
     // Guards errors and workerFailure; held only to append or read.
     mutable std::mutex errorMutex;

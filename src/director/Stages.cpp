@@ -108,6 +108,32 @@ void ProofDirector::proveJob() {
 
 void ProofDirector::proveEntry(const unsigned long long& index) {
     const prover_data_t& job = proverJobs.at(index);
+    const QByteArray key = cacheKeyOf(job);
+    QByteArray rawOutput;
+    bool complete = false;
+    if (key.isEmpty() || !answeredFromCache(key, rawOutput)) {
+        if (!runProverAndReader(job, rawOutput, complete))
+            return;
+    }
+    // A cached answer takes the same path as a live one from here on: the same checks,
+    // marks, status updates and saves.
+    const QString output = QString::fromUtf8(rawOutput).trimmed();
+    const QStringList lines = output.split(QLatin1Char('\n'));
+    if (trace == 1)
+        LogLine() << TRACE_PREFIX << "processing command output " << utf8(output);
+    if (poSelector.isEmpty() && static_cast<std::size_t>(lines.size()) != job.addresses.size()) {
+        LogLine() << "Unexpected number of results. Expected: " << job.addresses.size()
+                  << " Found: " << lines.size();
+        appendError(tr("Unexpected number of results from driver %1 reader.").arg(driver.name));
+        return;
+    }
+    if (complete && !key.isEmpty() && resultCache->store(key, rawOutput))
+        ++cacheStored;
+    printMarks(job, lines);
+}
+
+bool ProofDirector::runProverAndReader(const prover_data_t& job, QByteArray& output,
+                                       bool& complete) {
     if (trace == 1) {
         LogLine() << TRACE_PREFIX << "Issuing proving command " << job.cmdp.string() << " "
                   << utf8(job.argsp.join(QLatin1Char(' ')));
@@ -120,30 +146,44 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
     // reads would otherwise fill its pipe, stop reading, and block the prover for ever.
     if (!process::runPipeline({job.cmdp, job.argsp}, fromStdin ? job.inpath : QString(),
                               {job.cmdr, job.argsr}, tools, run))
-        return; // stopping
+        return false; // stopping
+    ++cacheRun;
     showToolErrors("prover", job.cmdp, job.addresses, run.prover);
     showToolErrors("reader", job.cmdr, job.addresses, run.reader);
     if (run.prover.crashed) {
         LogLine() << "Driver prover crashed.";
         appendError(tr("Driver %1 prover crashed.").arg(driver.name));
-        return;
+        return false;
     }
     if (run.reader.crashed) {
         LogLine() << "Driver reader crashed.";
         appendError(tr("Driver %1 reader crashed.").arg(driver.name));
-        return;
+        return false;
     }
-    const QString output = QString::fromUtf8(run.output).trimmed();
-    const QStringList lines = output.split(QLatin1Char('\n'));
+    output = run.output;
+    complete = run.prover.started && run.reader.started;
+    return true;
+}
+
+QByteArray ProofDirector::cacheKeyOf(const prover_data_t& job) const {
+    // In single-PO mode the lines after the verdict are a model, echoed, not answers.
+    if (resultCache == nullptr || !poSelector.isEmpty())
+        return QByteArray();
+    return director::ResultCache::jobKey(cacheDriverKey, job.argsp, job.argsr, job.inpath);
+}
+
+bool ProofDirector::answeredFromCache(const QByteArray& key, QByteArray& output) {
+    if (!resultCache->find(key, output))
+        return false;
+    ++cacheAnswered;
     if (trace == 1)
-        LogLine() << TRACE_PREFIX << "processing command output " << utf8(output);
-    if (poSelector.isEmpty() && static_cast<std::size_t>(lines.size()) != job.addresses.size()) {
-        LogLine() << "Unexpected number of results. Expected: " << job.addresses.size()
-                  << " Found: " << lines.size();
-        appendError(tr("Unexpected number of results from driver %1 reader.").arg(driver.name));
-        return;
-    }
-    printMarks(job, lines);
+        LogLine() << TRACE_PREFIX
+                  << "Answered from the cache: " << utf8(resultCache->entryPath(key));
+    return true;
+}
+
+director::cache_counts_t ProofDirector::getCacheCounts() const {
+    return {cacheAnswered.load(), cacheRun.load(), cacheStored.load()};
 }
 
 void ProofDirector::printHeadingsUpTo(unsigned long long group) {

@@ -23,7 +23,7 @@ namespace {
 const char SHORT_OPTIONS[] = "r:i:m:M:d:s:p:c:t:xh";
 
 // Long options without a short letter get codes above every character.
-enum : int { OPTION_FIRST_PLAY = 0x100, OPTION_VERSION };
+enum : int { OPTION_FIRST_PLAY = 0x100, OPTION_VERSION, OPTION_CACHE };
 
 const option LONG_OPTIONS[] = {
     {"resources", required_argument, nullptr, 'r'},
@@ -39,6 +39,7 @@ const option LONG_OPTIONS[] = {
     {"help", no_argument, nullptr, 'h'},
     {"first-play", no_argument, nullptr, OPTION_FIRST_PLAY},
     {"version", no_argument, nullptr, OPTION_VERSION},
+    {"cache", required_argument, nullptr, OPTION_CACHE},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -91,6 +92,9 @@ bool applyOption(int letter, const char* value, settings_t& settings) {
         return true;
     case OPTION_FIRST_PLAY:
         settings.firstPlay = true;
+        return true;
+    case OPTION_CACHE:
+        settings.cacheDir = value;
         return true;
     default:
         return false;

@@ -20,6 +20,7 @@ struct settings_t {
     int32_t trace = 0;
     bool xml = false;
     bool firstPlay = false; // play() each mechanism, registering it, instead of replay()
+    std::string cacheDir;   // folder of the result cache; empty for none
 };
 
 // What the command line asks for: a run with `settings`, the usage text (status 1) or

@@ -18,6 +18,7 @@
 #include <iostream>
 #include <list>
 #include <malloc.h>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -115,8 +116,16 @@ void destroyDirector(ProofDirector* current) {
 
 // Creates, announces and plays one mechanism. False when it could not be loaded; the
 // director is then kept (the run ends at once).
+void sayCacheCounts(const director::ResultCache& cache, const ProofDirector& played) {
+    const director::cache_counts_t counts = played.getCacheCounts();
+    std::cerr << "povrun: cache " << cache.folder().toStdString() << ", mechanism "
+              << played.getMechanismName() << ": " << counts.answered
+              << " jobs answered from the cache, " << counts.run << " run, " << counts.stored
+              << " stored" << std::endl;
+}
+
 bool playMechanism(const settings_t& settings, const std::string& component,
-                   const std::string& mechanismFile) {
+                   const std::string& mechanismFile, director::ResultCache* cache) {
     auto* current = new ProofDirector(component, mechanismFile, settings.posPath, settings.pogPath,
                                       settings.tempDir, settings.installDirs, settings.xml,
                                       static_cast<unsigned>(settings.concurrency), settings.trace,
@@ -127,10 +136,13 @@ bool playMechanism(const settings_t& settings, const std::string& component,
     std::cout << (settings.xml ? "<proving>" : "") << "Proving " << component
               << " with external mechanism " << current->getMechanismName()
               << (settings.xml ? "</proving>" : "") << std::endl;
+    current->useCache(cache);
     if (settings.firstPlay)
         current->play();
     else
         current->replay();
+    if (cache != nullptr)
+        sayCacheCounts(*cache, *current);
     if (current->hasUnsavedState())
         unsavedState = true;
     destroyDirector(current);
@@ -153,14 +165,17 @@ int run(const settings_t& settings) {
     const std::string component = baseNameOfPath(settings.posPath);
     if (settings.xml)
         std::cout << "<proof>\n";
+    std::unique_ptr<director::ResultCache> cache;
+    if (!settings.cacheDir.empty())
+        cache = std::make_unique<director::ResultCache>(QString::fromStdString(settings.cacheDir));
 
     if (!settings.mechanismFile.empty()) {
-        if (!playMechanism(settings, component, settings.mechanismFile))
+        if (!playMechanism(settings, component, settings.mechanismFile, cache.get()))
             return 1;
     } else {
         for (const std::string& name : registeredMechanisms(settings)) {
             const std::string path = settings.mechanismDirectory + FILE_SEPARATOR + name + ".xml";
-            if (!playMechanism(settings, component, path))
+            if (!playMechanism(settings, component, path, cache.get()))
                 return 1;
         }
     }
