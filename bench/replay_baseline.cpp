@@ -3,7 +3,9 @@
 // secondary file on standard input and piped into the reader — in the calling thread
 // for concurrency 1, else on exactly CONCURRENCY threads taking job indices from a shared
 // counter. It does nothing else: no status file, no output but errors.
-//   replay_baseline CONCURRENCY JOBS GOALS_PER_GROUP TMPDIR POG WRITER PROVER READER
+//   replay_baseline CONCURRENCY JOBS GOALS_PER_GROUP TMPDIR POG WRITER PROVER READER [--writer-only]
+// With --writer-only each job runs the writer alone: the floor of a job whose answers come
+// from a cache.
 // Job i is the PO (i / GOALS_PER_GROUP, i % GOALS_PER_GROUP). Exit status 1 when a tool
 // failed or a reader did not answer exactly one "Proved".
 
@@ -25,6 +27,8 @@ struct run_t {
     unsigned long goalsPerGroup = 1;
     std::string tempDir, pog, writer, prover, reader;
 
+    bool writerOnly = false;
+
     std::mutex jobMutex; // guards nextJob only, held while one index is taken
     unsigned long nextJob = 0;
     std::atomic<unsigned long> failures{0};
@@ -41,8 +45,9 @@ void runJob(run_t& run, unsigned long index) {
     std::string output;
     const bool ok = spawnjob::run(run.writer, {"-a", std::to_string(group), std::to_string(po),
                                                "-i", run.pog, "-o", file}) &&
-                    spawnjob::runProverReader(run.prover, run.reader, file, output) &&
-                    output == "Proved\n";
+                    (run.writerOnly ||
+                     (spawnjob::runProverReader(run.prover, run.reader, file, output) &&
+                      output == "Proved\n"));
     if (!ok) {
         std::fprintf(stderr, "replay_baseline: job %lu failed\n", index);
         ++run.failures;
@@ -75,9 +80,10 @@ unsigned long number(const char* text) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 9) {
+    const bool writerOnly = argc == 10 && std::string(argv[9]) == "--writer-only";
+    if (argc != 9 && !writerOnly) {
         std::fprintf(stderr, "usage: replay_baseline CONCURRENCY JOBS GOALS_PER_GROUP TMPDIR "
-                             "POG WRITER PROVER READER\n");
+                             "POG WRITER PROVER READER [--writer-only]\n");
         return 2;
     }
     const unsigned long concurrency = number(argv[1]);
@@ -89,6 +95,7 @@ int main(int argc, char** argv) {
     run.writer = argv[6];
     run.prover = argv[7];
     run.reader = argv[8];
+    run.writerOnly = writerOnly;
     if (concurrency == 0 || run.goalsPerGroup == 0)
         return 2;
 

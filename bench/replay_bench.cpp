@@ -4,9 +4,11 @@
 // (the same processes, pipes and parallelism, nothing else) on the same jobs; it prints
 // the time per job of each, their ratio and povrun's peak memory, then whether the targets
 // are met, then where povrun's time per job goes.
-//   replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only]
+//   replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only|--cache]
+// With --cache it measures the result cache instead (replay_cache.h).
 // Sizes default to 2,000 and 20,000 goals, every goal replayed.
 
+#include "replay_cache.h"
 #include "replay_split.h"
 #include "replay_workspace.h"
 #include "spawn_job.h"
@@ -33,6 +35,7 @@ struct settings_t {
     std::vector<unsigned> sizes = {2000, 20000};
     bool split = true;
     bool runs = true; // whole povrun runs against the baseline
+    bool cache = false; // cold and warm runs with a result cache instead
 };
 
 // What one size measured, for the targets.
@@ -66,15 +69,7 @@ double secondsOfRun(const std::string& program, const std::vector<std::string>& 
 }
 
 double povrunSeconds(const workspace_t& ws, unsigned concurrency, long& peakKib) {
-    const auto start = std::chrono::steady_clock::now();
-    const bool ok = spawnjob::run(REPLAY_POVRUN,
-                                  {"-m", ws.mechanismFile.toStdString(), "-s",
-                                   ws.posFile.toStdString(), "-p", ws.pogFile.toStdString(), "-d",
-                                   ws.tempDir.toStdString(), "-c", std::to_string(concurrency)},
-                                  "/dev/null", &peakKib);
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    return ok ? seconds : -1;
+    return replaybench::povrunSeconds(ws, concurrency, {}, &peakKib);
 }
 
 double baselineSeconds(const workspace_t& ws, unsigned concurrency, unsigned jobs) {
@@ -203,12 +198,14 @@ settings_t parse(int argc, char** argv) {
             settings.split = false;
         else if (std::strcmp(arg, "--split-only") == 0)
             settings.runs = false;
+        else if (std::strcmp(arg, "--cache") == 0)
+            settings.cache = true;
         else
             settings.sizes.clear();
     }
     if (settings.sizes.empty()) {
         std::fprintf(
-            stderr, "usage: replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only]\n");
+            stderr, "usage: replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only|--cache]\n");
         std::exit(2);
     }
     return settings;
@@ -232,6 +229,12 @@ int main(int argc, char** argv) {
     std::printf("wall time, median of %d rounds; group \"none\", one job per goal; "
                 "ratio = povrun / baseline\n",
                 settings.rounds);
+    if (settings.cache) {
+        for (unsigned goals : settings.sizes)
+            if (!replaybench::printCacheRuns(ws, goals, settings.rounds))
+                return 1;
+        return 0;
+    }
     if (settings.runs) {
         std::vector<row_t> rows;
         for (unsigned goals : settings.sizes)
