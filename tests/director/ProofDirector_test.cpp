@@ -82,6 +82,7 @@ TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
     }
 }
 
+// None of them is kept in a result cache.
 TEST(Director, FailedJobsAreListedAsErrors) {
     const QByteArray crash = "cat >/dev/null; kill -SEGV $$\n";
     using scene::DriverSpec;
@@ -100,11 +101,14 @@ TEST(Director, FailedJobsAreListedAsErrors) {
         s.drivers[0].*tool = s.path("bad.sh");
         s.writeMechanism();
         auto director = s.director();
+        director::ResultCache cache(s.path("cache"));
+        director->useCache(&cache);
         director->replay();
         EXPECT_EQ(director->getErrors(),
                   QStringList{QString(error).replace("$PO2", s.path("tmp/comp_m_d_0_0.po2"))})
             << name;
         EXPECT_EQ(s.goalStatus(0, 0), "Unproved") << name;
+        EXPECT_EQ(director->getCacheCounts().stored, 0u) << name;
     }
 }
 
