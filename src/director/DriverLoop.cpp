@@ -72,6 +72,8 @@ void ProofDirector::playDrivers() {
         produceWriterData(tempDir, pogPath, selection);
         traceLine("Driver producing prover data");
         produceProverData();
+        if (observer != nullptr)
+            observer->driverStarted(mechanism.name, driver.name, goalCount(), writerJobs.size());
         if (resultCache != nullptr)
             cacheDriverKey = resultCache->driverKey(driver);
         operationCount = 0;
@@ -88,6 +90,15 @@ void ProofDirector::finishDriver() {
     removeSecondaryFiles();
     // A driver's verdicts are on disk, synced, before the next driver starts.
     saver.saveNow(false);
+    if (observer != nullptr)
+        observer->driverEnded();
+}
+
+std::size_t ProofDirector::goalCount() const {
+    std::size_t count = 0;
+    for (const writer_data_t& job : writerJobs)
+        count += job.positions.size();
+    return count;
 }
 
 void ProofDirector::runJobs() {

@@ -25,6 +25,7 @@
 // driver, writerJobs, proverJobs and the settings need no lock: the main thread writes
 // them only while no worker runs, and workers only read them.
 
+#include "director/JobObserver.h"
 #include "director/Process.h"
 #include "director/ResultCache.h"
 #include "director/StatusSaver.h"
@@ -38,10 +39,12 @@
 #include <QString>
 #include <QStringList>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <ostream>
@@ -120,6 +123,9 @@ public:
     // default) for no cache. The cache must outlive the play.
     void useCache(director::ResultCache* cache) { resultCache = cache; }
     director::cache_counts_t getCacheCounts() const;
+    // Tells `observer` of every driver played and every job run; null (the default) for
+    // none. The observer must outlive the play.
+    void observeJobs(director::JobObserver* jobObserver) { observer = jobObserver; }
 
     void play();
     void replay();
@@ -163,6 +169,7 @@ private:
     void runJobs();
     void startWorkers(std::vector<std::unique_ptr<std::thread>>& workers, std::size_t wanted);
     void finishDriver();
+    std::size_t goalCount() const; // the goals of the driver's jobs
     // Rebuilds poTable from dom, group by group; `recordOf` fills each goal's record and
     // returns false to stop (the table is then incomplete).
     bool buildPoTable(const std::function<bool(QDomElement&, po_data_t&)>& recordOf);
@@ -182,11 +189,33 @@ private:
     // The cache key of a job; empty when there is no cache or the job cannot have one.
     QByteArray cacheKeyOf(const prover_data_t& job) const;
     bool answeredFromCache(const QByteArray& key, QByteArray& output);
-    // Runs the job's prover into its reader. False when stopping or a tool crashed (said);
-    // `complete` tells whether both tools started and ended by themselves.
-    bool runProverAndReader(const prover_data_t& job, QByteArray& output, bool& complete);
+    // Runs the job's prover into its reader. False when stopping or a tool crashed (said).
+    bool runProverAndReader(const prover_data_t& job, process::pipeline_t& run,
+                            director::job_report_t* report);
+    // Says what went wrong with a writer job, if anything; returns its log line's text.
+    QString writerFailure(const writer_data_t& job, const process::exit_t& writer);
+    // "POs G.1 H.3": the goals at `addresses` as a user names them.
+    std::string goalsText(const std::vector<po_address_t>& addresses) const;
+    // One line on standard error naming the driver, the job's goals and how `role` ended.
+    void sayFailedJob(const std::vector<po_address_t>& addresses, const char* role,
+                      const process::exit_t& end) const;
+    void sayMiscount(const std::vector<po_address_t>& addresses, int lines,
+                     const process::pipeline_t* run, director::job_report_t* report) const;
+    // The observer's record of job `index`, made by its first call; reportsMutex guards
+    // the map, each record belongs to the one thread running its job.
+    director::job_report_t* reportOf(unsigned long long index);
+    void noteWriter(unsigned long long index, const process::exit_t& writer, double seconds,
+                    const QString& failure);
+    void noteProver(director::job_report_t& report, const process::pipeline_t& run) const;
+    // A goal that got no answer; the caller holds statusMutex.
+    director::goal_result_t unansweredGoal(const po_address_t& address, const QString& line) const;
+    void dropReport(director::job_report_t* report);
+    // Hands job `index`'s record to the observer, unless the stop ended the job.
+    void endReport(unsigned long long index, const prover_data_t& job,
+                   std::chrono::steady_clock::time_point start, director::job_report_t* report);
     void printHeadingsUpTo(unsigned long long group);
-    void printMarks(const prover_data_t& job, const QStringList& lines);
+    void printMarks(const prover_data_t& job, const QStringList& lines,
+                    director::job_report_t* report);
     void printModel(const QStringList& lines, int& line) const;
     // Forgets the document and the table, so that nothing stale can be saved.
     void forgetDocument();
@@ -225,6 +254,10 @@ private:
     // Not owned. The driver's part of the cache keys is set by the main thread while no
     // worker runs; the counts are bumped by workers.
     director::ResultCache* resultCache = nullptr;
+    director::JobObserver* observer = nullptr; // not owned
+    // The records of the jobs running, for the observer; held only to find or take one.
+    std::mutex reportsMutex;
+    std::map<unsigned long long, director::job_report_t> reports;
     QByteArray cacheDriverKey;
     std::atomic<uint64_t> cacheAnswered{0};
     std::atomic<uint64_t> cacheRun{0};

@@ -5,6 +5,7 @@
 #include "pos/pos.h"
 
 #include <QString>
+#include <chrono>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -14,6 +15,8 @@ namespace director {
 extern const char TRACE_PREFIX[];
 // Worker threads spell it with a blank; other programs read both forms.
 extern const char THREAD_TRACE_PREFIX[];
+
+double secondsSince(std::chrono::steady_clock::time_point start);
 
 inline std::string utf8(const QString& text) {
     return text.toStdString();

@@ -5,6 +5,7 @@
 #include "director/ProofDirector_p.h"
 
 #include <QFile>
+#include <chrono>
 #include <iostream>
 #include <map>
 
@@ -24,37 +25,12 @@ const std::map<status_t, std::string> xmlOfStatus = {
     {pos::PROVED, "<p/>"},   {pos::DISPROVED, "<d/>"},
 };
 
-// Keeps the blocks of tool errors of concurrent jobs whole on standard error.
-std::mutex toolErrorsMutex;
-
 bool isAnswer(const QString& line) {
     return line == pos::ATTR_VALUE_PROVED || line == pos::ATTR_VALUE_UNKNOWN ||
            line == pos::ATTR_VALUE_DISPROVED;
 }
 
 } // namespace
-
-void ProofDirector::showToolErrors(const char* role, const std::filesystem::path& tool,
-                                   const std::vector<po_address_t>& addresses,
-                                   const process::exit_t& run) const {
-    if (run.errors.isEmpty())
-        return;
-    // POs are named as a user would select one: group name, ".", number from 1.
-    std::string block = std::string("povrun: driver ") + utf8(driver.name) + ", " + role + " " +
-                        tool.string() + ", POs";
-    for (const po_address_t& address : addresses) {
-        const bool known = address.first < poTable.size();
-        block += " " + (known ? poTable[address.first].first : std::to_string(address.first)) +
-                 "." + std::to_string(address.second + 1);
-    }
-    block += ", wrote on standard error:\n" + run.errors.toStdString();
-    if (block.back() != '\n')
-        block += '\n';
-    if (run.errorsDropped > 0)
-        block += "[" + std::to_string(run.errorsDropped) + " more bytes]\n";
-    std::lock_guard<std::mutex> lock(toolErrorsMutex);
-    std::cerr << block << std::flush;
-}
 
 void ProofDirector::writeJob() {
     const std::thread::id id = tracedThreadId();
@@ -72,28 +48,41 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
                   << utf8(job.args.join(QLatin1Char(' ')));
         LogLine() << TRACE_PREFIX << "to generate " << utf8(job.po2filename);
     }
+    if (observer != nullptr)
+        observer->jobStarted();
+    const auto start = std::chrono::steady_clock::now();
     process::exit_t writer;
     if (!process::runAlone({job.cmd, job.args}, tools, writer))
         return; // stopping
     showToolErrors("writer", job.cmd, job.positions, writer);
+    const QString failure = writerFailure(job, writer);
+    if (observer != nullptr)
+        noteWriter(index, writer, director::secondsSince(start), failure);
+}
+
+// Says what went wrong with a writer job, if anything; returns the log line's text.
+QString ProofDirector::writerFailure(const writer_data_t& job, const process::exit_t& writer) {
     if (!writer.started) {
         LogLine() << TRACE_PREFIX << "Writer had an error.";
         appendError(tr("Error starting secondary proof obligation generation for driver %1.")
                         .arg(driver.name));
-        return;
+        sayFailedJob(job.positions, "writer", writer);
+        return QStringLiteral("Writer had an error.");
     }
     if (writer.crashed) {
         LogLine() << TRACE_PREFIX << "Writer crashed.";
         appendError(
             tr("Secondary proof obligation generation for driver %1 crashed.").arg(driver.name));
-        return;
+        sayFailedJob(job.positions, "writer", writer);
+        return QStringLiteral("Writer crashed.");
     }
     // The exit code is not examined: the file is the writer's only answer.
-    if (!QFile::exists(job.po2filename)) {
-        LogLine() << TRACE_PREFIX << "Secondary po " << utf8(job.po2filename) << " not found.";
-        appendError(tr("Secondary proof obligation for driver %1 not found in file %2.")
-                        .arg(driver.name, job.po2filename));
-    }
+    if (QFile::exists(job.po2filename))
+        return QString();
+    LogLine() << TRACE_PREFIX << "Secondary po " << utf8(job.po2filename) << " not found.";
+    appendError(tr("Secondary proof obligation for driver %1 not found in file %2.")
+                    .arg(driver.name, job.po2filename));
+    return QStringLiteral("Secondary po %1 not found.").arg(job.po2filename);
 }
 
 void ProofDirector::proveJob() {
@@ -108,12 +97,20 @@ void ProofDirector::proveJob() {
 
 void ProofDirector::proveEntry(const unsigned long long& index) {
     const prover_data_t& job = proverJobs.at(index);
+    director::job_report_t* report = observer != nullptr ? reportOf(index) : nullptr;
+    const auto start = std::chrono::steady_clock::now();
     const QByteArray key = cacheKeyOf(job);
     QByteArray rawOutput;
-    bool complete = false;
-    if (key.isEmpty() || !answeredFromCache(key, rawOutput)) {
-        if (!runProverAndReader(job, rawOutput, complete))
+    process::pipeline_t run;
+    const bool fromCache = !key.isEmpty() && answeredFromCache(key, rawOutput);
+    if (fromCache && report != nullptr)
+        report->fromCache = true;
+    if (!fromCache) {
+        if (!runProverAndReader(job, run, report)) {
+            endReport(index, job, start, report);
             return;
+        }
+        rawOutput = run.output;
     }
     // A cached answer takes the same path as a live one from here on: the same checks,
     // marks, status updates and saves.
@@ -125,15 +122,20 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
         LogLine() << "Unexpected number of results. Expected: " << job.addresses.size()
                   << " Found: " << lines.size();
         appendError(tr("Unexpected number of results from driver %1 reader.").arg(driver.name));
+        sayMiscount(job.addresses, lines.size(), fromCache ? nullptr : &run, report);
+        endReport(index, job, start, report);
         return;
     }
+    // Only the answers of tools that both ran to their end are worth keeping.
+    const bool complete = !fromCache && run.prover.started && run.reader.started;
     if (complete && !key.isEmpty() && resultCache->store(key, rawOutput))
         ++cacheStored;
-    printMarks(job, lines);
+    printMarks(job, lines, report);
+    endReport(index, job, start, report);
 }
 
-bool ProofDirector::runProverAndReader(const prover_data_t& job, QByteArray& output,
-                                       bool& complete) {
+bool ProofDirector::runProverAndReader(const prover_data_t& job, process::pipeline_t& run,
+                                       director::job_report_t* report) {
     if (trace == 1) {
         LogLine() << TRACE_PREFIX << "Issuing proving command " << job.cmdp.string() << " "
                   << utf8(job.argsp.join(QLatin1Char(' ')));
@@ -141,27 +143,34 @@ bool ProofDirector::runProverAndReader(const prover_data_t& job, QByteArray& out
                   << utf8(job.argsr.join(QLatin1Char(' ')));
     }
     const bool fromStdin = driver.prover.input == mechanism::INPUT_STDIN;
-    process::pipeline_t run;
     // The reader's output is read while the prover runs: a reader that answers as it
     // reads would otherwise fill its pipe, stop reading, and block the prover for ever.
     if (!process::runPipeline({job.cmdp, job.argsp}, fromStdin ? job.inpath : QString(),
-                              {job.cmdr, job.argsr}, tools, run))
-        return false; // stopping
+                              {job.cmdr, job.argsr}, tools, run)) {
+        dropReport(report); // stopping
+        return false;
+    }
     ++cacheRun;
+    if (report != nullptr)
+        noteProver(*report, run);
     showToolErrors("prover", job.cmdp, job.addresses, run.prover);
     showToolErrors("reader", job.cmdr, job.addresses, run.reader);
     if (run.prover.crashed) {
         LogLine() << "Driver prover crashed.";
         appendError(tr("Driver %1 prover crashed.").arg(driver.name));
+        sayFailedJob(job.addresses, "prover", run.prover);
+        if (report != nullptr)
+            report->failures << QStringLiteral("Driver prover crashed.");
         return false;
     }
     if (run.reader.crashed) {
         LogLine() << "Driver reader crashed.";
         appendError(tr("Driver %1 reader crashed.").arg(driver.name));
+        sayFailedJob(job.addresses, "reader", run.reader);
+        if (report != nullptr)
+            report->failures << QStringLiteral("Driver reader crashed.");
         return false;
     }
-    output = run.output;
-    complete = run.prover.started && run.reader.started;
     return true;
 }
 
@@ -205,7 +214,8 @@ void ProofDirector::printModel(const QStringList& lines, int& line) const {
     std::cout << (xml ? "</model>\n" : "\n");
 }
 
-void ProofDirector::printMarks(const prover_data_t& job, const QStringList& lines) {
+void ProofDirector::printMarks(const prover_data_t& job, const QStringList& lines,
+                               director::job_report_t* report) {
     std::lock_guard<std::mutex> lock(statusMutex);
     bool changed = false;
     int line = 0;
@@ -215,15 +225,21 @@ void ProofDirector::printMarks(const prover_data_t& job, const QStringList& line
         ++line;
         if (!isAnswer(answer)) {
             std::cout << (xml ? "<m/>" : "-");
+            if (report != nullptr)
+                report->goals.push_back(unansweredGoal(address, answer));
             continue;
         }
         if (trace == 1)
             LogLine() << TRACE_PREFIX << "updating proof status of proof obligation "
                       << address.first << "," << address.second << " to " << utf8(answer)
                       << " for driver " << utf8(driver.name);
+        const status_t before = poTable.at(address.first).second.at(address.second).status;
         if (poSelector.isEmpty())
             updateStatus(address, answer);
         const status_t status = poTable.at(address.first).second.at(address.second).status;
+        if (report != nullptr)
+            report->goals.push_back(
+                {poTable[address.first].first, address.second + 1, answer, before, status, answer});
         std::cout << (xml ? xmlOfStatus.at(status) : stringOfStatus.at(status));
         if (!poSelector.isEmpty())
             printModel(lines, line);

@@ -23,7 +23,14 @@ namespace {
 const char SHORT_OPTIONS[] = "r:i:m:M:d:s:p:c:t:xh";
 
 // Long options without a short letter get codes above every character.
-enum : int { OPTION_FIRST_PLAY = 0x100, OPTION_VERSION, OPTION_CACHE };
+enum : int {
+    OPTION_FIRST_PLAY = 0x100,
+    OPTION_VERSION,
+    OPTION_CACHE,
+    OPTION_REPORT,
+    OPTION_JUNIT,
+    OPTION_STRICT
+};
 
 const option LONG_OPTIONS[] = {
     {"resources", required_argument, nullptr, 'r'},
@@ -40,6 +47,9 @@ const option LONG_OPTIONS[] = {
     {"first-play", no_argument, nullptr, OPTION_FIRST_PLAY},
     {"version", no_argument, nullptr, OPTION_VERSION},
     {"cache", required_argument, nullptr, OPTION_CACHE},
+    {"report", required_argument, nullptr, OPTION_REPORT},
+    {"junit", required_argument, nullptr, OPTION_JUNIT},
+    {"strict", no_argument, nullptr, OPTION_STRICT},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -55,6 +65,29 @@ int numberOfOption(const char* value, const char* option) {
     if (value == nullptr)
         throw std::logic_error(std::string("option '--") + option + "' needs an attached value");
     return atoi(value);
+}
+
+// The options that have no short letter.
+bool applyLongOption(int code, const char* value, settings_t& settings) {
+    switch (code) {
+    case OPTION_FIRST_PLAY:
+        settings.firstPlay = true;
+        return true;
+    case OPTION_CACHE:
+        settings.cacheDir = value;
+        return true;
+    case OPTION_REPORT:
+        settings.reportFile = value;
+        return true;
+    case OPTION_JUNIT:
+        settings.junitFile = value;
+        return true;
+    case OPTION_STRICT:
+        settings.strict = true;
+        return true;
+    default:
+        return false;
+    }
 }
 
 // Applies one option with a value or a flag; false for a letter it does not know.
@@ -90,14 +123,8 @@ bool applyOption(int letter, const char* value, settings_t& settings) {
     case 'x':
         settings.xml = true;
         return true;
-    case OPTION_FIRST_PLAY:
-        settings.firstPlay = true;
-        return true;
-    case OPTION_CACHE:
-        settings.cacheDir = value;
-        return true;
     default:
-        return false;
+        return applyLongOption(letter, value, settings);
     }
 }
 

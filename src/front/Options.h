@@ -21,6 +21,9 @@ struct settings_t {
     bool xml = false;
     bool firstPlay = false; // play() each mechanism, registering it, instead of replay()
     std::string cacheDir;   // folder of the result cache; empty for none
+    std::string reportFile; // JSON report of every job; empty for none
+    std::string junitFile;  // JUnit XML of every goal played; empty for none
+    bool strict = false;    // exit status 2 when a goal played ends without a proof
 };
 
 // What the command line asks for: a run with `settings`, the usage text (status 1) or

@@ -3,6 +3,8 @@
 #include "director/ProcessTree.h"
 #include "director/ProofDirector.h"
 #include "front/Options.h"
+#include "front/Progress.h"
+#include "front/RunReport.h"
 #include "front/Utils.h"
 #include "pos/pos.h"
 #include "pos/printmetrics.h"
@@ -32,6 +34,9 @@ namespace {
 // of the process, so a signal never reaches a destroyed director.
 std::atomic<ProofDirector*> director{nullptr};
 std::mutex directorMutex;
+// The run's report, finished with what was done when a signal stops the run; guarded
+// like the director.
+std::atomic<RunReport*> activeReport{nullptr};
 
 // Each handled signal is turned into one byte, its number, on this pipe; the watcher
 // thread does the real work outside the signal handler.
@@ -74,6 +79,8 @@ void watchSignals() {
     directorMutex.lock(); // never released: the process ends below
     if (ProofDirector* current = director.load())
         current->stop();
+    if (RunReport* report = activeReport.load())
+        report->finish();
     endBySignal(static_cast<unsigned char>(byte));
 }
 
@@ -114,8 +121,6 @@ void destroyDirector(ProofDirector* current) {
     delete current;
 }
 
-// Creates, announces and plays one mechanism. False when it could not be loaded; the
-// director is then kept (the run ends at once).
 void sayCacheCounts(const director::ResultCache& cache, const ProofDirector& played) {
     const director::cache_counts_t counts = played.getCacheCounts();
     std::cerr << "povrun: cache " << cache.folder().toStdString() << ", mechanism "
@@ -124,8 +129,17 @@ void sayCacheCounts(const director::ResultCache& cache, const ProofDirector& pla
               << " stored" << std::endl;
 }
 
+// What a run lends each of its directors: the result cache and the observer of the jobs,
+// each null when not wanted.
+struct run_aids_t {
+    director::ResultCache* cache = nullptr;
+    director::JobObserver* observer = nullptr;
+};
+
+// Creates, announces and plays one mechanism. False when it could not be loaded; the
+// director is then kept (the run ends at once).
 bool playMechanism(const settings_t& settings, const std::string& component,
-                   const std::string& mechanismFile, director::ResultCache* cache) {
+                   const std::string& mechanismFile, const run_aids_t& aids) {
     auto* current = new ProofDirector(component, mechanismFile, settings.posPath, settings.pogPath,
                                       settings.tempDir, settings.installDirs, settings.xml,
                                       static_cast<unsigned>(settings.concurrency), settings.trace,
@@ -136,13 +150,14 @@ bool playMechanism(const settings_t& settings, const std::string& component,
     std::cout << (settings.xml ? "<proving>" : "") << "Proving " << component
               << " with external mechanism " << current->getMechanismName()
               << (settings.xml ? "</proving>" : "") << std::endl;
-    current->useCache(cache);
+    current->useCache(aids.cache);
+    current->observeJobs(aids.observer);
     if (settings.firstPlay)
         current->play();
     else
         current->replay();
-    if (cache != nullptr)
-        sayCacheCounts(*cache, *current);
+    if (aids.cache != nullptr)
+        sayCacheCounts(*aids.cache, *current);
     if (current->hasUnsavedState())
         unsavedState = true;
     destroyDirector(current);
@@ -161,26 +176,57 @@ std::list<std::string> registeredMechanisms(const settings_t& settings) {
     return names;
 }
 
-int run(const settings_t& settings) {
+// Plays the mechanisms of the run; false when one could not be loaded (the run ends).
+bool playAll(const settings_t& settings, const std::string& component, const run_aids_t& aids) {
+    if (!settings.mechanismFile.empty())
+        return playMechanism(settings, component, settings.mechanismFile, aids);
+    for (const std::string& name : registeredMechanisms(settings)) {
+        const std::string path = settings.mechanismDirectory + FILE_SEPARATOR + name + ".xml";
+        if (!playMechanism(settings, component, path, aids))
+            return false;
+    }
+    return true;
+}
+
+void setReport(RunReport* report) {
+    std::lock_guard<std::mutex> lock(directorMutex);
+    activeReport.store(report);
+}
+
+int run(const settings_t& settings, const QStringList& command) {
     const std::string component = baseNameOfPath(settings.posPath);
     if (settings.xml)
         std::cout << "<proof>\n";
+    run_aids_t aids;
     std::unique_ptr<director::ResultCache> cache;
     if (!settings.cacheDir.empty())
         cache = std::make_unique<director::ResultCache>(QString::fromStdString(settings.cacheDir));
-
-    if (!settings.mechanismFile.empty()) {
-        if (!playMechanism(settings, component, settings.mechanismFile, cache.get()))
-            return 1;
-    } else {
-        for (const std::string& name : registeredMechanisms(settings)) {
-            const std::string path = settings.mechanismDirectory + FILE_SEPARATOR + name + ".xml";
-            if (!playMechanism(settings, component, path, cache.get()))
-                return 1;
-        }
+    aids.cache = cache.get();
+    director::JobObservers observers;
+    std::unique_ptr<RunReport> report;
+    if (!settings.reportFile.empty() || !settings.junitFile.empty() || settings.strict) {
+        report = std::make_unique<RunReport>(QString::fromStdString(settings.reportFile),
+                                             QString::fromStdString(settings.junitFile), command,
+                                             component);
+        observers.add(report.get());
+        setReport(report.get());
     }
-    print_metrics(settings.posPath, settings.xml, component);
-    return unsavedState ? 1 : 0;
+    std::unique_ptr<Progress> progress;
+    if (Progress::wanted()) {
+        progress = std::make_unique<Progress>();
+        observers.add(progress.get());
+    }
+    aids.observer = observers.empty() ? nullptr : &observers;
+    const bool played = playAll(settings, component, aids);
+    if (played)
+        print_metrics(settings.posPath, settings.xml, component);
+    if (progress)
+        progress->finish();
+    setReport(nullptr);
+    const bool reported = !report || report->finish();
+    if (!played || unsavedState || !reported)
+        return 1;
+    return settings.strict && report->somethingUnproved() ? 2 : 0;
 }
 
 int runCommandLine(int argc, char** argv) {
@@ -196,7 +242,10 @@ int runCommandLine(int argc, char** argv) {
         traceCommandLine(argc, argv);
     if (!isRunnable(commandLine.settings))
         return printUsage();
-    return run(commandLine.settings);
+    QStringList command;
+    for (int i = 0; i < argc; ++i)
+        command << QString::fromLocal8Bit(argv[i]);
+    return run(commandLine.settings, command);
 }
 
 } // namespace

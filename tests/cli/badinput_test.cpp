@@ -156,9 +156,10 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
         // reads must not block. A read-only status file is left alone even by root. No more
         // workers start than jobs: one per unit of -c took 2 s and 280 MB (33 s under TSan).
         {"writer is not a program", uses(W, "w", "\177ELF\2\1 not a program"), job("-"),
-         "-- ProofDirector -- Writer had an error.\n"},
+         "-- ProofDirector -- Writer had an error.\n"
+         "povrun: driver d, POs G.1: writer could not start: \n"},
         {"prover crashes", uses(P, "p", drain + "kill -SEGV $$\n"), job(""),
-         "Driver prover crashed.\n"},
+         "Driver prover crashed.\npovrun: driver d, POs G.1: prover ended by signal SIGSEGV\n"},
         {"writer writes no file", uses(W, "w", drain), job("-"),
          "-- ProofDirector -- Secondary po tmp/comp_m_d_0_0.po2 not found.\n"},
         {"writer reads its standard input and chatters on both outputs",
