@@ -3,7 +3,8 @@
 // secondary file on standard input and piped into the reader — in the calling thread
 // for concurrency 1, else on exactly CONCURRENCY threads taking job indices from a shared
 // counter. It does nothing else: no status file, no output but errors.
-//   replay_baseline CONCURRENCY JOBS GOALS_PER_GROUP TMPDIR POG WRITER PROVER READER [--writer-only]
+//   replay_baseline CONCURRENCY JOBS GOALS_PER_GROUP TMPDIR POG WRITER PROVER READER
+//   [--writer-only]
 // With --writer-only each job runs the writer alone: the floor of a job whose answers come
 // from a cache.
 // Job i is the PO (i / GOALS_PER_GROUP, i % GOALS_PER_GROUP). Exit status 1 when a tool
@@ -43,11 +44,11 @@ void runJob(run_t& run, unsigned long index) {
     const unsigned long po = index % run.goalsPerGroup;
     const std::string file = secondaryFile(run, group, po);
     std::string output;
-    const bool ok = spawnjob::run(run.writer, {"-a", std::to_string(group), std::to_string(po),
-                                               "-i", run.pog, "-o", file}) &&
-                    (run.writerOnly ||
-                     (spawnjob::runProverReader(run.prover, run.reader, file, output) &&
-                      output == "Proved\n"));
+    const bool ok =
+        spawnjob::run(run.writer, {"-a", std::to_string(group), std::to_string(po), "-i", run.pog,
+                                   "-o", file}) &&
+        (run.writerOnly ||
+         (spawnjob::runProverReader(run.prover, run.reader, file, output) && output == "Proved\n"));
     if (!ok) {
         std::fprintf(stderr, "replay_baseline: job %lu failed\n", index);
         ++run.failures;

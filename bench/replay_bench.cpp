@@ -4,8 +4,9 @@
 // (the same processes, pipes and parallelism, nothing else) on the same jobs; it prints
 // the time per job of each, their ratio and povrun's peak memory, then whether the targets
 // are met, then where povrun's time per job goes.
-//   replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only|--cache]
-// With --cache it measures the result cache instead (replay_cache.h).
+//   replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only|--cache|--reports]
+// With --cache it measures the result cache instead, with --reports what --report and
+// --junit cost (replay_cache.h).
 // Sizes default to 2,000 and 20,000 goals, every goal replayed.
 
 #include "replay_cache.h"
@@ -34,8 +35,9 @@ struct settings_t {
     int rounds = 3;
     std::vector<unsigned> sizes = {2000, 20000};
     bool split = true;
-    bool runs = true; // whole povrun runs against the baseline
-    bool cache = false; // cold and warm runs with a result cache instead
+    bool runs = true;     // whole povrun runs against the baseline
+    bool cache = false;   // cold and warm runs with a result cache instead
+    bool reports = false; // runs with and without --report and --junit instead
 };
 
 // What one size measured, for the targets.
@@ -200,12 +202,14 @@ settings_t parse(int argc, char** argv) {
             settings.runs = false;
         else if (std::strcmp(arg, "--cache") == 0)
             settings.cache = true;
+        else if (std::strcmp(arg, "--reports") == 0)
+            settings.reports = true;
         else
             settings.sizes.clear();
     }
     if (settings.sizes.empty()) {
-        std::fprintf(
-            stderr, "usage: replay_bench [--rounds=R] [--sizes=N,...] [--no-split|--split-only|--cache]\n");
+        std::fprintf(stderr, "usage: replay_bench [--rounds=R] [--sizes=N,...] "
+                             "[--no-split|--split-only|--cache|--reports]\n");
         std::exit(2);
     }
     return settings;
@@ -229,9 +233,10 @@ int main(int argc, char** argv) {
     std::printf("wall time, median of %d rounds; group \"none\", one job per goal; "
                 "ratio = povrun / baseline\n",
                 settings.rounds);
-    if (settings.cache) {
+    if (settings.cache || settings.reports) {
         for (unsigned goals : settings.sizes)
-            if (!replaybench::printCacheRuns(ws, goals, settings.rounds))
+            if (!(settings.cache ? replaybench::printCacheRuns(ws, goals, settings.rounds)
+                                 : replaybench::printReportRuns(ws, goals, settings.rounds)))
                 return 1;
         return 0;
     }

@@ -73,11 +73,10 @@ void target(bool met, const std::string& what) {
 
 double povrunSeconds(const workspace_t& ws, unsigned concurrency,
                      const std::vector<std::string>& extra, long* peakKib) {
-    std::vector<std::string> args = {"-m", ws.mechanismFile.toStdString(),
-                                     "-s", ws.posFile.toStdString(),
-                                     "-p", ws.pogFile.toStdString(),
-                                     "-d", ws.tempDir.toStdString(),
-                                     "-c", std::to_string(concurrency)};
+    std::vector<std::string> args = {
+        "-m", ws.mechanismFile.toStdString(), "-s", ws.posFile.toStdString(),
+        "-p", ws.pogFile.toStdString(),       "-d", ws.tempDir.toStdString(),
+        "-c", std::to_string(concurrency)};
     args.insert(args.end(), extra.begin(), extra.end());
     const auto start = std::chrono::steady_clock::now();
     const bool ok = spawnjob::run(REPLAY_POVRUN, args, "/dev/null", peakKib);
@@ -112,9 +111,8 @@ bool printCacheRuns(const workspace_t& ws, unsigned goals, int rounds) {
                                   median(warm) * 1e3 / goals, median(floor) * 1e3 / goals};
         std::printf("   %2u | %12.3f | %11.3f | %10.3f | %11.3f | %12.3f | %10.3f | %lld B, "
                     "%lld B on disk\n",
-                    concurrency, perJob[0], perJob[1], perJob[1] / perJob[0], perJob[2],
-                    perJob[3], perJob[2] / perJob[3], disk.bytes / disk.entries,
-                    disk.blocks / disk.entries);
+                    concurrency, perJob[0], perJob[1], perJob[1] / perJob[0], perJob[2], perJob[3],
+                    perJob[2] / perJob[3], disk.bytes / disk.entries, disk.blocks / disk.entries);
         const std::string at = std::to_string(goals) + " goals, -c " + std::to_string(concurrency);
         target(perJob[1] <= 1.05 * perJob[0],
                at + ": cold/plain " + std::to_string(perJob[1] / perJob[0]) + " <= 1.05");

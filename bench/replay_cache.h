@@ -20,4 +20,7 @@ double povrunSeconds(const workspace_t& workspace, unsigned concurrency,
 // targets are met. False, after a message on stderr, when a run failed or ended wrong.
 bool printCacheRuns(const workspace_t& workspace, unsigned goals, int rounds);
 
+// The same for a replay with and without --report and --junit: time and peak memory.
+bool printReportRuns(const workspace_t& workspace, unsigned goals, int rounds);
+
 } // namespace replaybench
