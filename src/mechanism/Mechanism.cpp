@@ -48,21 +48,6 @@ const std::map<QString, trust_t> trustOfXmlAttr = {
     {ATTR_VALUE_REDUNDANCY, TRUST_REDUNDANCY},
     {ATTR_VALUE_ALWAYS, TRUST_ALWAYS},
 };
-static const std::map<group_t, QString> qstringOfGroup = {
-    {GROUP_NONE, ATTR_VALUE_NONE},
-    {GROUP_RELATED, ATTR_VALUE_RELATED},
-    {GROUP_FULL, ATTR_VALUE_FULL},
-};
-static const std::map<trust_t, QString> qstringOfTrust = {
-    {TRUST_NEVER, ATTR_VALUE_NEVER},
-    {TRUST_REDUNDANCY, ATTR_VALUE_REDUNDANCY},
-    {TRUST_ALWAYS, ATTR_VALUE_ALWAYS},
-};
-static const std::map<input_t, QString> qstringOfInput = {
-    {INPUT_FILE, ATTR_VALUE_FILE},
-    {INPUT_STDIN, ATTR_VALUE_STDIN},
-};
-
 static const QString TIMEOUT_PLACEHOLDER = QStringLiteral("${timeout}");
 static const QString FAST_TRUE = QStringLiteral("true");
 
@@ -123,11 +108,18 @@ static void allParamsOfXml(const QDomElement& element, std::list<param_t>& param
     expandListOfXml(element, params, definitions);
 }
 
+// "Cannot locate tool|prover NAME", where it was looked for, and how to make it found.
+static void sayNotFound(const char* kind, const tool_t& tool,
+                        const std::vector<std::string>& installDirs) {
+    std::cerr << "Cannot locate " << kind << " " << tool.name.toStdString() << std::endl;
+    std::cerr << "povrun: " << searchedPlaces(tool, installDirs) << std::endl;
+    std::cerr << "povrun: " << howToFix(tool) << std::endl;
+}
+
 bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitions,
                const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, tool, installDirs)) {
-        std::cerr << "Cannot locate tool " << tool.name.toStdString() << std::endl;
-        std::cerr << "povrun: " << searchedPlaces(tool, installDirs) << std::endl;
+        sayNotFound("tool", tool, installDirs);
         return false;
     }
     allParamsOfXml(element, tool.params, definitions);
@@ -138,8 +130,7 @@ static bool proverOfXml(const QDomElement& element, prover_t& prover,
                         const definitions_t& definitions,
                         const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, prover, installDirs)) {
-        std::cerr << "Cannot locate prover " << prover.name.toStdString() << std::endl;
-        std::cerr << "povrun: " << searchedPlaces(prover, installDirs) << std::endl;
+        sayNotFound("prover", prover, installDirs);
         return false;
     }
     allParamsOfXml(element, prover.params, definitions);
@@ -213,88 +204,6 @@ bool ofFile(const QString& fileName, mechanism_t& mechanism,
         mechanism.drivers.push_back(driver);
     }
     return true;
-}
-
-// The dump: "key = "value"" lines, std::endl after each so that a dump interleaved with
-// other traces keeps its order.
-static void quotedLine(std::ostream& os, const char* key, const std::string& value) {
-    os << key << " = \"" << value << '"' << std::endl;
-}
-
-static void quotedLine(std::ostream& os, const char* key, const QString& value) {
-    quotedLine(os, key, value.toStdString());
-}
-
-// The leading lines shared by tools and provers, after their header.
-static void toolIdentity(std::ostream& os, const tool_t& tool) {
-    quotedLine(os, "name", tool.name);
-    quotedLine(os, "default_path", tool.default_path);
-    quotedLine(os, "resource", tool.resource);
-    quotedLine(os, "path", tool.path.string());
-}
-
-static void paramBlocks(std::ostream& os, const std::list<param_t>& params) {
-    for (const param_t& param : params)
-        os << param << std::endl;
-}
-
-std::ostream& operator<<(std::ostream& os, const param_t& param) {
-    os << "[parameter]" << std::endl;
-    quotedLine(os, "name", param.name);
-    quotedLine(os, "separator", param.separator);
-    quotedLine(os, "value", param.value);
-    return os;
-}
-
-std::ostream& operator<<(std::ostream& os, const tool_t& tool) {
-    os << "[tool]" << std::endl;
-    toolIdentity(os, tool);
-    os << std::endl;
-    os << "[parameters]" << std::endl;
-    os << "size = " << tool.params.size() << std::endl;
-    os << std::endl;
-    paramBlocks(os, tool.params);
-    return os;
-}
-
-// Differs from a tool's layout on purpose and stays so: its own header, no blank line
-// after the path nor before the first parameter, and an input line with only its
-// closing quote.
-std::ostream& operator<<(std::ostream& os, const prover_t& prover) {
-    os << "[prover]" << std::endl;
-    toolIdentity(os, prover);
-    quotedLine(os, "timeout", std::to_string(prover.timeout));
-    os << "input = " << qstringOfInput.at(prover.input).toStdString() << '"' << std::endl;
-    os << std::endl;
-    os << "[parameters]" << std::endl;
-    os << "size = " << prover.params.size() << std::endl;
-    paramBlocks(os, prover.params);
-    return os;
-}
-
-std::ostream& operator<<(std::ostream& os, const driver_t& driver) {
-    os << "[driver]" << std::endl;
-    quotedLine(os, "name", driver.name);
-    quotedLine(os, "group", qstringOfGroup.at(driver.group));
-    os << std::endl;
-    os << "[writer]" << std::endl;
-    os << std::endl;
-    os << driver.writer;
-    os << driver.prover;
-    os << "[reader]" << std::endl;
-    os << std::endl;
-    os << driver.reader;
-    return os;
-}
-
-std::ostream& operator<<(std::ostream& os, const mechanism_t& mechanism) {
-    os << "[mechanism]" << std::endl;
-    quotedLine(os, "name", mechanism.name);
-    quotedLine(os, "trust", qstringOfTrust.at(mechanism.trust));
-    os << std::endl;
-    for (const driver_t& driver : mechanism.drivers)
-        os << driver;
-    return os;
 }
 
 } // namespace mechanism

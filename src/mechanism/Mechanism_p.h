@@ -32,6 +32,10 @@ bool checkToolExistence(std::filesystem::path& path, const std::vector<std::stri
 // and the tool's resource with whether it was found and its value.
 std::string searchedPlaces(const tool_t& tool, const std::vector<std::string>& installDirs);
 
+// One line for the user after searchedPlaces(): the three ways to make `tool` found (a
+// resource line given with -r, an -i folder, an absolute path), with its names filled in.
+std::string howToFix(const tool_t& tool);
+
 // Reads a writer or a reader from `element` (a null element reads as all defaults) and
 // locates it. When found, appends its "param" children and then the parameters of its
 // "expand" children, and returns true; otherwise writes "Cannot locate tool <name>" and

@@ -79,19 +79,23 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
                            "</prover><reader name='R%1' path='%4'/></driver>";
     const QString mech = "<mechanism><definition name='a'/><definition name='b'/>%1</mechanism>";
     const QString good = driver.arg("0", "t", "t", "t");
-    // The line after a missing tool: the path, the install directory, then the current one.
-    const auto searched = [&temp](const std::string& path) {
+    // The lines after a missing tool: the path, the install directory, then the current one;
+    // then the ways to make it found, with its name.
+    const auto searched = [&temp](const std::string& path, const std::string& name) {
         return "povrun: looked for \"" + path + "\" in " + temp.path().toStdString() +
                ", then in the current directory " + fs::current_path().string() +
-               "; no resource named\n";
+               "; no resource named\npovrun: to fix it, add resource=\"ZDR*Proof*" + name +
+               "\" to the tool and the line \"ZDR*Proof*" + name +
+               ": /absolute/path\" to a resource file given with -r, put \"" + path +
+               "\" in a folder given with -i, or write an absolute path in path=\"...\"\n";
     };
     const std::string file = temp.filePath("m.xml").toStdString();
     const std::tuple<const char*, QString, std::string> rows[] = {
         // name, file, outcome
         {"reader of the second driver", mech.arg(good + driver.arg("2", "t", "t", "no")),
-         "m 0 false d0|Cannot locate tool R2\n" + searched("no")},
+         "m 0 false d0|Cannot locate tool R2\n" + searched("no", "R2")},
         {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")),
-         "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh")},
+         "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh", "P3")},
         {"unknown group", mech.arg(good + "<driver group='some'/>"),
          "m 0 " + file + ": unknown group \"some\" (map::at) d0|"},
         {"second definition", mech.arg(good).replace("'a'/></p", "'b'/></p"), "m 0 map::at|"},
