@@ -6,7 +6,10 @@
 
 #include <QDomDocument>
 #include <QFile>
+#include <QStringList>
+#include <algorithm>
 #include <iostream>
+#include <stdexcept>
 
 namespace mechanism {
 
@@ -21,8 +24,8 @@ const QString TAG_WRITER = QStringLiteral("writer");
 const QString ATTR_GROUP = QStringLiteral("group");
 const QString ATTR_INPUT = QStringLiteral("input");
 const QString ATTR_NAME = QStringLiteral("name");
-static const QString ATTR_EXT = QStringLiteral("ext");
-static const QString ATTR_FAST = QStringLiteral("fast");
+const QString ATTR_EXT = QStringLiteral("ext");
+const QString ATTR_FAST = QStringLiteral("fast");
 const QString ATTR_PATH = QStringLiteral("path");
 const QString ATTR_RESOURCE = QStringLiteral("resource");
 const QString ATTR_SEPARATOR = QStringLiteral("separator");
@@ -53,17 +56,34 @@ static const QString FAST_TRUE = QStringLiteral("true");
 
 namespace fs = std::filesystem;
 
-// The value of `attribute` of `element` in `vocabulary`; an unknown text is reported with
-// the file it came from.
+// The error of a word outside its vocabulary, "LINE: unknown WHAT "TEXT" (map::at); allowed:
+// WORDS"; ofFile() puts the file name in front.
+static std::out_of_range unknownWord(const QDomElement& element, const QString& what,
+                                     const QString& text, const QStringList& allowed) {
+    const std::string known = allowed.isEmpty() ? std::string("nothing is defined")
+                                                : "allowed: " + allowed.join(", ").toStdString();
+    return std::out_of_range(
+        std::string(pos::unknownText(QString::number(element.lineNumber()), what, text).what()) +
+        "; " + known);
+}
+
+// The value of `attribute` of `element` in `vocabulary`.
 template <typename Value>
 static Value wordOfXml(const std::map<QString, Value>& vocabulary, const QDomElement& element,
-                       const QString& attribute, const QString& defaultText,
-                       const QString& fileName) {
+                       const QString& attribute, const QString& defaultText) {
     const QString text = element.attribute(attribute, defaultText);
     const auto found = vocabulary.find(text);
-    if (found == vocabulary.end())
-        throw pos::unknownText(fileName, attribute, text);
-    return found->second;
+    if (found != vocabulary.end())
+        return found->second;
+    // Listed in the order of their values, as the documentation lists them.
+    std::vector<std::pair<Value, QString>> words;
+    for (const auto& word : vocabulary)
+        words.emplace_back(word.second, word.first);
+    std::sort(words.begin(), words.end());
+    QStringList allowed;
+    for (const auto& word : words)
+        allowed << word.second;
+    throw unknownWord(element, attribute, text, allowed);
 }
 
 static fs::path pathOfQString(const QString& text) {
@@ -86,7 +106,14 @@ void expandListOfXml(const QDomElement& element, std::list<param_t>& params,
                      const definitions_t& definitions) {
     for (QDomElement child = element.firstChildElement(TAG_EXPAND); !child.isNull();
          child = child.nextSiblingElement(TAG_EXPAND)) {
-        std::list<param_t> expansion = definitions.at(child.attribute(ATTR_NAME));
+        const auto found = definitions.find(child.attribute(ATTR_NAME));
+        if (found == definitions.end()) {
+            QStringList names;
+            for (const auto& definition : definitions)
+                names << definition.first;
+            throw unknownWord(child, TAG_DEFINITION, child.attribute(ATTR_NAME), names);
+        }
+        std::list<param_t> expansion = found->second;
         params.splice(params.end(), expansion);
     }
 }
@@ -160,21 +187,51 @@ static definitions_t definitionsOfXml(const QDomElement& root) {
     return definitions;
 }
 
+// False, with a line naming the driver and the element, when the driver has no `tag` child:
+// its tool would otherwise be reported as "Cannot locate tool " with no name.
+static bool hasToolElement(const QDomElement& driver, const QString& tag, const QString& fileName) {
+    if (!driver.firstChildElement(tag).isNull())
+        return true;
+    std::cerr << "povrun: " << fileName.toStdString() << ":" << driver.lineNumber() << ": driver \""
+              << driver.attribute(ATTR_NAME).toStdString() << "\" has no <" << tag.toStdString()
+              << "> element" << std::endl;
+    return false;
+}
+
 // Reads one driver into a fresh `driver`, whose fields hold the defaults; false, after
-// the tool's message, when a tool is missing.
+// the message, when a tool or its element is missing.
 static bool driverOfXml(const QDomElement& element, driver_t& driver,
                         const definitions_t& definitions,
                         const std::vector<std::string>& installDirs, const QString& fileName) {
     driver.name = element.attribute(ATTR_NAME);
-    driver.group = wordOfXml(groupOfXmlAttr, element, ATTR_GROUP, ATTR_VALUE_NONE, fileName);
+    driver.group = wordOfXml(groupOfXmlAttr, element, ATTR_GROUP, ATTR_VALUE_NONE);
     driver.ext = element.attribute(ATTR_EXT, driver.ext);
     driver.fast = element.attribute(ATTR_FAST) == FAST_TRUE;
-    return toolOfXml(element.firstChildElement(TAG_WRITER), driver.writer, definitions,
+    return hasToolElement(element, TAG_WRITER, fileName) &&
+           toolOfXml(element.firstChildElement(TAG_WRITER), driver.writer, definitions,
                      installDirs) &&
+           hasToolElement(element, TAG_PROVER, fileName) &&
            proverOfXml(element.firstChildElement(TAG_PROVER), driver.prover, definitions,
                        installDirs) &&
+           hasToolElement(element, TAG_READER, fileName) &&
            toolOfXml(element.firstChildElement(TAG_READER), driver.reader, definitions,
                      installDirs);
+}
+
+// Reads the drivers of `root`, one after the other, until one fails.
+static bool driversOfXml(const QDomElement& root, mechanism_t& mechanism,
+                         const std::vector<std::string>& installDirs, const QString& fileName) {
+    mechanism.trust = wordOfXml(trustOfXmlAttr, root, ATTR_TRUST, ATTR_VALUE_NEVER);
+    const definitions_t definitions = definitionsOfXml(root);
+    for (QDomElement element = root.firstChildElement(TAG_DRIVER); !element.isNull();
+         element = element.nextSiblingElement(TAG_DRIVER)) {
+        driver_t driver;
+        if (!driverOfXml(element, driver, definitions, installDirs, fileName))
+            return false;
+        mechanism.driverNames.push_back(driver.name);
+        mechanism.drivers.push_back(driver);
+    }
+    return true;
 }
 
 bool ofFile(const QString& fileName, mechanism_t& mechanism,
@@ -191,19 +248,14 @@ bool ofFile(const QString& fileName, mechanism_t& mechanism,
     if (document.isNull())
         std::cerr << "povrun: " << fileName.toStdString() << ": not well-formed XML at "
                   << whyNot.toStdString() << std::endl;
+    warnAboutUnknownXml(document, fileName);
     const QDomElement root = document.firstChildElement(TAG_MECHANISM);
     mechanism.name = baseNameOfPath(fileName.toStdString());
-    mechanism.trust = wordOfXml(trustOfXmlAttr, root, ATTR_TRUST, ATTR_VALUE_NEVER, fileName);
-    const definitions_t definitions = definitionsOfXml(root);
-    for (QDomElement element = root.firstChildElement(TAG_DRIVER); !element.isNull();
-         element = element.nextSiblingElement(TAG_DRIVER)) {
-        driver_t driver;
-        if (!driverOfXml(element, driver, definitions, installDirs, fileName))
-            return false;
-        mechanism.driverNames.push_back(driver.name);
-        mechanism.drivers.push_back(driver);
+    try {
+        return driversOfXml(root, mechanism, installDirs, fileName);
+    } catch (const std::out_of_range& error) {
+        throw std::out_of_range(fileName.toStdString() + ":" + error.what());
     }
-    return true;
 }
 
 } // namespace mechanism

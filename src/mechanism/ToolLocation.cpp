@@ -78,7 +78,8 @@ bool checkToolExistence(fs::path& path, const std::vector<std::string>& installD
 // name, else its file name.
 static std::string resourceNameOf(const tool_t& tool) {
     if (!tool.resource.isEmpty())
-        return tool.resource.mid(tool.resource.lastIndexOf(QLatin1Char(RESOURCE_NAME_SEPARATOR)) + 1)
+        return tool.resource
+            .mid(tool.resource.lastIndexOf(QLatin1Char(RESOURCE_NAME_SEPARATOR)) + 1)
             .toStdString();
     if (!tool.name.isEmpty())
         return tool.name.toStdString();

@@ -74,8 +74,7 @@ void report(const T_resource_line *line, const char *message)
    "Proof*z3: PATH" or "z3: PATH" would otherwise never learn why the tool is not found. */
 void report_ignored(const T_resource_line *line)
 {
-    fprintf(stderr,
-            "%s:%d: Resource line ignored: it does not start with %s*Section*Name: value\n",
+    fprintf(stderr, "%s:%d: Resource line ignored: it does not start with %s*Section*Name: value\n",
             file_name_of(line), static_cast<int>(line->number), get_RESOURCE_MARK_RESOURCE());
 }
 

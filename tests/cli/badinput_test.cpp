@@ -140,6 +140,18 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
          "Cannot open './absent.xml'.\n"},
         {"mechanism truncated", puts("m.xml", "<mechanism>\n  <driver"), PROVING + report(0, 1),
          "povrun: m.xml: not well-formed XML at line 2, column 10: unexpected end of file\n"},
+        // A mistake in a mechanism file names the file and the line; a word outside the
+        // vocabulary lists the allowed ones, and whatever the reader does not read is said.
+        {"unknown trust", edits("m.xml", "\"always\"", "\"alway\""), "",
+         "povrun: m.xml:1: unknown trust \"alway\" (map::at); allowed: never, redundancy, "
+         "always\n"},
+        {"no reader element", edits("m.xml", "<reader", "<reder"), "",
+         "povrun: m.xml:5: unknown element <reder> in <driver> ignored\n"
+         "povrun: m.xml:2: driver \"d\" has no <reader> element\n"},
+        {"misspelt attribute and input word",
+         all(edits("m.xml", "group=", "grup="), edits("m.xml", "\"stdin\"", "\"stdn\"")), job("-"),
+         "povrun: m.xml:2: unknown attribute \"grup\" of <driver> ignored\n"
+         "povrun: m.xml:4: input \"stdn\" is neither \"stdin\" nor \"file\"; read as \"file\"\n"},
         {"install folder missing", all(uses(W, "writer.sh"), adds({"-i", "nowhere"})), "",
          "povrun: filesystem error: install directory (-i) nowhere is not usable: No such file "
          "or directory [nowhere]\n"},
