@@ -72,6 +72,7 @@ void ProofDirector::playDrivers() {
         produceWriterData(tempDir, pogPath, selection);
         traceLine("Driver producing prover data");
         produceProverData();
+        jobsStarted += writerJobs.size();
         operationCount = 0;
         runJobs();
         finishDriver();

@@ -24,6 +24,8 @@ const char SHORT_OPTIONS[] = "r:i:m:M:d:s:p:c:t:xh";
 
 // Long options without a short letter get codes above every character.
 enum : int { OPTION_FIRST_PLAY = 0x100, OPTION_VERSION };
+// Retrying and resetting: what a run plays beyond a replay's usual selection.
+enum : int { OPTION_RETRY_UNKNOWN = 0x200, OPTION_RESET };
 
 const option LONG_OPTIONS[] = {
     {"resources", required_argument, nullptr, 'r'},
@@ -39,6 +41,8 @@ const option LONG_OPTIONS[] = {
     {"help", no_argument, nullptr, 'h'},
     {"first-play", no_argument, nullptr, OPTION_FIRST_PLAY},
     {"version", no_argument, nullptr, OPTION_VERSION},
+    {"retry-unknown", no_argument, nullptr, OPTION_RETRY_UNKNOWN},
+    {"reset", no_argument, nullptr, OPTION_RESET},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -54,6 +58,18 @@ int numberOfOption(const char* value, const char* option) {
     if (value == nullptr)
         throw std::logic_error(std::string("option '--") + option + "' needs an attached value");
     return atoi(value);
+}
+
+// Applies one of the options that choose what a run plays beyond a replay's usual
+// selection; false for a letter it does not know.
+bool applyPlayOption(int letter, settings_t& settings) {
+    if (letter == OPTION_RETRY_UNKNOWN)
+        settings.retryUnknown = true;
+    else if (letter == OPTION_RESET)
+        settings.reset = true;
+    else
+        return false;
+    return true;
 }
 
 // Applies one option with a value or a flag; false for a letter it does not know.
@@ -93,7 +109,7 @@ bool applyOption(int letter, const char* value, settings_t& settings) {
         settings.firstPlay = true;
         return true;
     default:
-        return false;
+        return applyPlayOption(letter, settings);
     }
 }
 

@@ -19,7 +19,9 @@ struct settings_t {
     int32_t concurrency = 1;
     int32_t trace = 0;
     bool xml = false;
-    bool firstPlay = false; // play() each mechanism, registering it, instead of replay()
+    bool firstPlay = false;    // play() each mechanism, registering it, instead of replay()
+    bool retryUnknown = false; // also replay the drivers that left a goal "Unknown"
+    bool reset = false;        // remove each mechanism's records, then play it for the first time
 };
 
 // What the command line asks for: a run with `settings`, the usage text (status 1) or

@@ -3,6 +3,7 @@
 #include "director/ProcessTree.h"
 #include "director/ProofDirector.h"
 #include "front/Options.h"
+#include "front/RunNotes.h"
 #include "front/Utils.h"
 #include "pos/pos.h"
 #include "pos/printmetrics.h"
@@ -40,6 +41,9 @@ const int HANDLED_SIGNALS[] = {SIGTERM, SIGINT, SIGHUP};
 // Set when a mechanism's final state could not be written: the run still reports, but
 // must not end as a success.
 bool unsavedState = false;
+
+// Why a run that played nothing did so, said once at its end.
+IdleRunNote idleRun;
 
 extern "C" void sighandler(int signal) {
     const int savedErrno = errno;
@@ -127,10 +131,12 @@ bool playMechanism(const settings_t& settings, const std::string& component,
     std::cout << (settings.xml ? "<proving>" : "") << "Proving " << component
               << " with external mechanism " << current->getMechanismName()
               << (settings.xml ? "</proving>" : "") << std::endl;
-    if (settings.firstPlay)
+    current->setPlayOptions({settings.retryUnknown, settings.reset});
+    if (settings.firstPlay || settings.reset)
         current->play();
     else
         current->replay();
+    idleRun.note(*current);
     if (current->hasUnsavedState())
         unsavedState = true;
     destroyDirector(current);
@@ -151,6 +157,7 @@ std::list<std::string> registeredMechanisms(const settings_t& settings) {
 
 int run(const settings_t& settings) {
     const std::string component = baseNameOfPath(settings.posPath);
+    warnAboutComponentNames(settings);
     if (settings.xml)
         std::cout << "<proof>\n";
 
@@ -165,6 +172,7 @@ int run(const settings_t& settings) {
         }
     }
     print_metrics(settings.posPath, settings.xml, component);
+    idleRun.sayIfIdle(settings);
     return unsavedState ? 1 : 0;
 }
 
