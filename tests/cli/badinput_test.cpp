@@ -152,6 +152,13 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
          all(edits("m.xml", "group=", "grup="), edits("m.xml", "\"stdin\"", "\"stdn\"")), job("-"),
          "povrun: m.xml:2: unknown attribute \"grup\" of <driver> ignored\n"
          "povrun: m.xml:4: input \"stdn\" is neither \"stdin\" nor \"file\"; read as \"file\"\n"},
+        // Warnings only: the run goes on as it would without them.
+        {"files of two components", adds({"-p", "other.pog"}), job("+", 1),
+         "povrun: pos/comp.pos and other.pog name different components\n"},
+        {"resource lines that define nothing",
+         all(puts("res", "Proof*p: /x\nZDR*Proof*p: /x"), adds({"-r", "res"})), job("+", 1),
+         "res:2: Resource line ignored: the file ends before its newline\n"
+         "res:1: Resource line ignored: it does not start with ZDR*Section*Name: value\n"},
         {"install folder missing", all(uses(W, "writer.sh"), adds({"-i", "nowhere"})), "",
          "povrun: filesystem error: install directory (-i) nowhere is not usable: No such file "
          "or directory [nowhere]\n"},
