@@ -27,24 +27,31 @@ void writeBlock(QTextStream& out, const Group& group, const Obligation& obligati
     out << "(pop 1)\n";
 }
 
+QString counted(std::size_t count, const char* noun) {
+    return QStringLiteral("%1 %2%3").arg(count).arg(QLatin1String(noun),
+                                                    count == 1 ? QString() : QStringLiteral("s"));
+}
+
 } // namespace
 
 bool buildScript(const ObligationFile& file, const std::vector<Address>& addresses,
                  const ScriptOptions& options, QString& script, QString& error) {
     for (const Address& address : addresses) {
+        // A status file of another component asks for goals this file may lack; writing
+        // nothing makes the job fail instead of proving some other goal.
         if (address.first >= file.groups.size()) {
-            error = QStringLiteral("there is no group %1 (the file has %2)")
+            error = QStringLiteral("no goal %1 of group %2: the file has %3")
+                        .arg(address.second)
                         .arg(address.first)
-                        .arg(file.groups.size());
+                        .arg(counted(file.groups.size(), "group"));
             return false;
         }
         const Group& group = file.groups[address.first];
         if (address.second >= group.obligations.size()) {
-            error = QStringLiteral("group %1 \"%2\" has no obligation %3 (it has %4)")
-                        .arg(address.first)
-                        .arg(group.name)
+            error = QStringLiteral("no goal %1 of group %2 \"%3\": it has %4")
                         .arg(address.second)
-                        .arg(group.obligations.size());
+                        .arg(address.first)
+                        .arg(group.name, counted(group.obligations.size(), "goal"));
             return false;
         }
     }

@@ -76,6 +76,7 @@ void ProofDirector::playDrivers() {
             observer->driverStarted(mechanism.name, driver.name, goalCount(), writerJobs.size());
         if (resultCache != nullptr)
             cacheDriverKey = resultCache->driverKey(driver);
+        jobsStarted += writerJobs.size();
         operationCount = 0;
         runJobs();
         finishDriver();

@@ -12,14 +12,6 @@ using director::utf8;
 namespace director {
 const char TRACE_PREFIX[] = "-- ProofDirector -- ";
 const char THREAD_TRACE_PREFIX[] = "-- Proof Director -- ";
-} // namespace director
-
-namespace {
-
-// How long stop() lets tools pass a SIGTERM on before it kills what is left, and how long
-// it then waits for the workers to reap them.
-constexpr std::chrono::milliseconds STOP_GRACE{1000};
-constexpr std::chrono::milliseconds REAP_WAIT{2000};
 
 QDomElement mechanismElementOf(const QDomElement& goal, const QString& name) {
     for (QDomElement element = goal.firstChildElement(pos::TAG_MECHANISM); !element.isNull();
@@ -29,22 +21,17 @@ QDomElement mechanismElementOf(const QDomElement& goal, const QString& name) {
     }
     return QDomElement();
 }
+} // namespace director
+
+namespace {
+
+// How long stop() lets tools pass a SIGTERM on before it kills what is left, and how long
+// it then waits for the workers to reap them.
+constexpr std::chrono::milliseconds STOP_GRACE{1000};
+constexpr std::chrono::milliseconds REAP_WAIT{2000};
 
 QString groupNameOf(const QDomElement& group) {
     return group.firstChildElement(pos::TAG_TAG).text();
-}
-
-// The driver names of a mechanism element; with `settledOnly`, those of drivers that had
-// proved or disproved the goal.
-QStringList driverNamesOf(const QDomElement& mechanismElement, bool settledOnly) {
-    QStringList names;
-    for (QDomElement d = mechanismElement.firstChildElement(pos::TAG_DRIVER); !d.isNull();
-         d = d.nextSiblingElement(pos::TAG_DRIVER)) {
-        const QString status = d.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED);
-        if (!settledOnly || status == pos::ATTR_VALUE_PROVED || status == pos::ATTR_VALUE_DISPROVED)
-            names.append(d.attribute(pos::ATTR_NAME, QString()));
-    }
-    return names;
 }
 
 } // namespace
@@ -145,7 +132,7 @@ bool ProofDirector::reloadPosFile() {
             goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) == pos::ATTR_VALUE_UNPROVED;
         if (goalUnproved)
             ++unprovedCount;
-        po.element = mechanismElementOf(goal, mechanismName);
+        po.element = director::mechanismElementOf(goal, mechanismName);
         if (po.element.isNull()) {
             loadFailure = QStringLiteral("%1: goal %2 of group %3 has no \"%4\" element named %5")
                               .arg(posPath)
@@ -155,9 +142,8 @@ bool ProofDirector::reloadPosFile() {
             return false;
         }
         // A replay plays again exactly the drivers that had settled this goal before.
-        if (goalUnproved && po.element.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED) ==
-                                pos::ATTR_VALUE_UNPROVED)
-            po.drivers = driverNamesOf(po.element, true);
+        if (goalUnproved)
+            po.drivers = director::replayDriversOf(po.element, playOptions.retryUnknown);
         return true;
     });
     if (!complete)
@@ -190,6 +176,8 @@ bool ProofDirector::loadPosFile() {
     bool registered = false;
     const QString mechanismName = QString::fromStdString(mechanism.name);
     try {
+        if (playOptions.reset)
+            resetMechanism();
         buildPoTable([&](QDomElement& goal, po_data_t& po) {
             registered |= firstPlayRecord(goal, mechanismName, po);
             return true;
@@ -208,7 +196,7 @@ bool ProofDirector::firstPlayRecord(QDomElement& goal, const QString& mechanismN
         goal.attribute(pos::ATTR_STATUS, pos::ATTR_VALUE_UNPROVED), pos::ATTR_STATUS, posPath);
     if (po.status == pos::UNPROVED)
         ++unprovedCount;
-    po.element = mechanismElementOf(goal, mechanismName);
+    po.element = director::mechanismElementOf(goal, mechanismName);
     bool registered = false;
     bool unknownReset = false;
     if (po.element.isNull()) {
@@ -222,12 +210,9 @@ bool ProofDirector::firstPlayRecord(QDomElement& goal, const QString& mechanismN
     const bool settled =
         po.status == pos::PROVED || po.status == pos::DISPROVED ||
         (po.status == pos::UNRELIABLY_PROVED && mechanism.trust == mechanism::TRUST_NEVER);
-    // Read without a default: a mechanism element without status is left alone.
     if ((unknownReset || !settled) &&
-        po.element.attribute(pos::ATTR_STATUS) == pos::ATTR_VALUE_UNPROVED) {
-        po.drivers = driverNamesOf(po.element, false);
+        director::firstPlayDriversOf(po.element, playOptions.retryUnknown, po.drivers))
         po.status = pos::UNPROVED;
-    }
     return registered;
 }
 

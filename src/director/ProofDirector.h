@@ -126,6 +126,14 @@ public:
     // Tells `observer` of every driver played and every job run; null (the default) for
     // none. The observer must outlive the play.
     void observeJobs(director::JobObserver* jobObserver) { observer = jobObserver; }
+    // What a run asks beyond the usual selection; see Retry.cpp.
+    struct play_options_t {
+        bool retryUnknown = false; // also give a goal the drivers recorded "Unknown" on it
+        bool reset = false;        // play() first removes this mechanism's records
+    };
+    void setPlayOptions(const play_options_t& options) { playOptions = options; }
+    // Jobs started by the drivers played so far.
+    std::size_t getJobsStarted() const { return jobsStarted; }
 
     void play();
     void replay();
@@ -219,6 +227,8 @@ private:
     void printModel(const QStringList& lines, int& line) const;
     // Forgets the document and the table, so that nothing stale can be saved.
     void forgetDocument();
+    // Removes every element of this mechanism from dom and says how many goals had one.
+    void resetMechanism();
 
     bool loaded = false;
     mechanism::mechanism_t mechanism;
@@ -234,6 +244,8 @@ private:
     std::vector<std::string> installDirs;
     QDomDocument dom;
     QString loadFailure; // why the last load of the .pos file failed, for the user
+    play_options_t playOptions;
+    std::size_t jobsStarted = 0;
     std::string component;
     // Guarded by errorMutex (appended by workers, read by hasErrors()).
     QList<QString> errors;

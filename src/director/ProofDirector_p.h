@@ -4,8 +4,10 @@
 #include "mechanism/Mechanism.h"
 #include "pos/pos.h"
 
+#include <QDomElement>
 #include <QString>
 #include <chrono>
+#include <QStringList>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -54,5 +56,19 @@ struct answer_effect_t {
 // is the mechanism element's last one (only the last may declare a PO unknown).
 answer_effect_t effectOfAnswer(mechanism::trust_t trust, pos::status_t old, const QString& answer,
                                bool lastDriver);
+
+// The first "Mechanism" child of `goal` named `name`; null when there is none.
+QDomElement mechanismElementOf(const QDomElement& goal, const QString& name);
+
+// The drivers a replay gives a goal whose status is "Unproved", from this mechanism's
+// `element`: when the element is "Unproved", those recorded "Proved" or "Disproved"; with
+// `retryUnknown`, also those recorded "Unknown", the element "Unproved" or "Unknown".
+QStringList replayDriversOf(const QDomElement& element, bool retryUnknown);
+
+// The drivers a first play gives a goal it does not count as settled: every driver when
+// the element's status is "Unproved" (an element without status has none); with
+// `retryUnknown`, those recorded "Unknown" when it is "Unknown". False when neither holds:
+// the goal then gets no driver and its record keeps the goal's status.
+bool firstPlayDriversOf(const QDomElement& element, bool retryUnknown, QStringList& drivers);
 
 } // namespace director

@@ -31,6 +31,8 @@ enum : int {
     OPTION_JUNIT,
     OPTION_STRICT
 };
+// Retrying and resetting: what a run plays beyond a replay's usual selection.
+enum : int { OPTION_RETRY_UNKNOWN = 0x200, OPTION_RESET };
 
 const option LONG_OPTIONS[] = {
     {"resources", required_argument, nullptr, 'r'},
@@ -50,6 +52,8 @@ const option LONG_OPTIONS[] = {
     {"report", required_argument, nullptr, OPTION_REPORT},
     {"junit", required_argument, nullptr, OPTION_JUNIT},
     {"strict", no_argument, nullptr, OPTION_STRICT},
+    {"retry-unknown", no_argument, nullptr, OPTION_RETRY_UNKNOWN},
+    {"reset", no_argument, nullptr, OPTION_RESET},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -65,6 +69,18 @@ int numberOfOption(const char* value, const char* option) {
     if (value == nullptr)
         throw std::logic_error(std::string("option '--") + option + "' needs an attached value");
     return atoi(value);
+}
+
+// Applies one of the options that choose what a run plays beyond a replay's usual
+// selection; false for a letter it does not know.
+bool applyPlayOption(int letter, settings_t& settings) {
+    if (letter == OPTION_RETRY_UNKNOWN)
+        settings.retryUnknown = true;
+    else if (letter == OPTION_RESET)
+        settings.reset = true;
+    else
+        return false;
+    return true;
 }
 
 // The options that have no short letter.
@@ -86,7 +102,7 @@ bool applyLongOption(int code, const char* value, settings_t& settings) {
         settings.strict = true;
         return true;
     default:
-        return false;
+        return applyPlayOption(code, settings);
     }
 }
 

@@ -19,11 +19,13 @@ struct settings_t {
     int32_t concurrency = 1;
     int32_t trace = 0;
     bool xml = false;
-    bool firstPlay = false; // play() each mechanism, registering it, instead of replay()
-    std::string cacheDir;   // folder of the result cache; empty for none
-    std::string reportFile; // JSON report of every job; empty for none
-    std::string junitFile;  // JUnit XML of every goal played; empty for none
-    bool strict = false;    // exit status 2 when a goal played ends without a proof
+    bool firstPlay = false;    // play() each mechanism, registering it, instead of replay()
+    std::string cacheDir;      // folder of the result cache; empty for none
+    std::string reportFile;    // JSON report of every job; empty for none
+    std::string junitFile;     // JUnit XML of every goal played; empty for none
+    bool strict = false;       // exit status 2 when a goal played ends without a proof
+    bool retryUnknown = false; // also replay the drivers that left a goal "Unknown"
+    bool reset = false;        // remove each mechanism's records, then play it for the first time
 };
 
 // What the command line asks for: a run with `settings`, the usage text (status 1) or

@@ -5,6 +5,7 @@
 #include "front/Options.h"
 #include "front/Progress.h"
 #include "front/RunReport.h"
+#include "front/RunNotes.h"
 #include "front/Utils.h"
 #include "pos/pos.h"
 #include "pos/printmetrics.h"
@@ -46,6 +47,9 @@ const int HANDLED_SIGNALS[] = {SIGTERM, SIGINT, SIGHUP};
 // Set when a mechanism's final state could not be written: the run still reports, but
 // must not end as a success.
 bool unsavedState = false;
+
+// Why a run that played nothing did so, said once at its end.
+IdleRunNote idleRun;
 
 extern "C" void sighandler(int signal) {
     const int savedErrno = errno;
@@ -150,12 +154,14 @@ bool playMechanism(const settings_t& settings, const std::string& component,
     std::cout << (settings.xml ? "<proving>" : "") << "Proving " << component
               << " with external mechanism " << current->getMechanismName()
               << (settings.xml ? "</proving>" : "") << std::endl;
+    current->setPlayOptions({settings.retryUnknown, settings.reset});
     current->useCache(aids.cache);
     current->observeJobs(aids.observer);
-    if (settings.firstPlay)
+    if (settings.firstPlay || settings.reset)
         current->play();
     else
         current->replay();
+    idleRun.note(*current);
     if (aids.cache != nullptr)
         sayCacheCounts(*aids.cache, *current);
     if (current->hasUnsavedState())
@@ -195,6 +201,7 @@ void setReport(RunReport* report) {
 
 int run(const settings_t& settings, const QStringList& command) {
     const std::string component = baseNameOfPath(settings.posPath);
+    warnAboutComponentNames(settings);
     if (settings.xml)
         std::cout << "<proof>\n";
     run_aids_t aids;
@@ -218,8 +225,10 @@ int run(const settings_t& settings, const QStringList& command) {
     }
     aids.observer = observers.empty() ? nullptr : &observers;
     const bool played = playAll(settings, component, aids);
-    if (played)
+    if (played) {
         print_metrics(settings.posPath, settings.xml, component);
+        idleRun.sayIfIdle(settings);
+    }
     if (progress)
         progress->finish();
     setReport(nullptr);

@@ -6,7 +6,10 @@
 
 #include <QDomDocument>
 #include <QFile>
+#include <QStringList>
+#include <algorithm>
 #include <iostream>
+#include <stdexcept>
 
 namespace mechanism {
 
@@ -21,8 +24,8 @@ const QString TAG_WRITER = QStringLiteral("writer");
 const QString ATTR_GROUP = QStringLiteral("group");
 const QString ATTR_INPUT = QStringLiteral("input");
 const QString ATTR_NAME = QStringLiteral("name");
-static const QString ATTR_EXT = QStringLiteral("ext");
-static const QString ATTR_FAST = QStringLiteral("fast");
+const QString ATTR_EXT = QStringLiteral("ext");
+const QString ATTR_FAST = QStringLiteral("fast");
 const QString ATTR_PATH = QStringLiteral("path");
 const QString ATTR_RESOURCE = QStringLiteral("resource");
 const QString ATTR_SEPARATOR = QStringLiteral("separator");
@@ -48,37 +51,39 @@ const std::map<QString, trust_t> trustOfXmlAttr = {
     {ATTR_VALUE_REDUNDANCY, TRUST_REDUNDANCY},
     {ATTR_VALUE_ALWAYS, TRUST_ALWAYS},
 };
-static const std::map<group_t, QString> qstringOfGroup = {
-    {GROUP_NONE, ATTR_VALUE_NONE},
-    {GROUP_RELATED, ATTR_VALUE_RELATED},
-    {GROUP_FULL, ATTR_VALUE_FULL},
-};
-static const std::map<trust_t, QString> qstringOfTrust = {
-    {TRUST_NEVER, ATTR_VALUE_NEVER},
-    {TRUST_REDUNDANCY, ATTR_VALUE_REDUNDANCY},
-    {TRUST_ALWAYS, ATTR_VALUE_ALWAYS},
-};
-static const std::map<input_t, QString> qstringOfInput = {
-    {INPUT_FILE, ATTR_VALUE_FILE},
-    {INPUT_STDIN, ATTR_VALUE_STDIN},
-};
-
 static const QString TIMEOUT_PLACEHOLDER = QStringLiteral("${timeout}");
 static const QString FAST_TRUE = QStringLiteral("true");
 
 namespace fs = std::filesystem;
 
-// The value of `attribute` of `element` in `vocabulary`; an unknown text is reported with
-// the file it came from.
+// The error of a word outside its vocabulary, "LINE: unknown WHAT "TEXT" (map::at); allowed:
+// WORDS"; ofFile() puts the file name in front.
+static std::out_of_range unknownWord(const QDomElement& element, const QString& what,
+                                     const QString& text, const QStringList& allowed) {
+    const std::string known = allowed.isEmpty() ? std::string("nothing is defined")
+                                                : "allowed: " + allowed.join(", ").toStdString();
+    return std::out_of_range(
+        std::string(pos::unknownText(QString::number(element.lineNumber()), what, text).what()) +
+        "; " + known);
+}
+
+// The value of `attribute` of `element` in `vocabulary`.
 template <typename Value>
 static Value wordOfXml(const std::map<QString, Value>& vocabulary, const QDomElement& element,
-                       const QString& attribute, const QString& defaultText,
-                       const QString& fileName) {
+                       const QString& attribute, const QString& defaultText) {
     const QString text = element.attribute(attribute, defaultText);
     const auto found = vocabulary.find(text);
-    if (found == vocabulary.end())
-        throw pos::unknownText(fileName, attribute, text);
-    return found->second;
+    if (found != vocabulary.end())
+        return found->second;
+    // Listed in the order of their values, as the documentation lists them.
+    std::vector<std::pair<Value, QString>> words;
+    for (const auto& word : vocabulary)
+        words.emplace_back(word.second, word.first);
+    std::sort(words.begin(), words.end());
+    QStringList allowed;
+    for (const auto& word : words)
+        allowed << word.second;
+    throw unknownWord(element, attribute, text, allowed);
 }
 
 static fs::path pathOfQString(const QString& text) {
@@ -101,7 +106,14 @@ void expandListOfXml(const QDomElement& element, std::list<param_t>& params,
                      const definitions_t& definitions) {
     for (QDomElement child = element.firstChildElement(TAG_EXPAND); !child.isNull();
          child = child.nextSiblingElement(TAG_EXPAND)) {
-        std::list<param_t> expansion = definitions.at(child.attribute(ATTR_NAME));
+        const auto found = definitions.find(child.attribute(ATTR_NAME));
+        if (found == definitions.end()) {
+            QStringList names;
+            for (const auto& definition : definitions)
+                names << definition.first;
+            throw unknownWord(child, TAG_DEFINITION, child.attribute(ATTR_NAME), names);
+        }
+        std::list<param_t> expansion = found->second;
         params.splice(params.end(), expansion);
     }
 }
@@ -123,11 +135,18 @@ static void allParamsOfXml(const QDomElement& element, std::list<param_t>& param
     expandListOfXml(element, params, definitions);
 }
 
+// "Cannot locate tool|prover NAME", where it was looked for, and how to make it found.
+static void sayNotFound(const char* kind, const tool_t& tool,
+                        const std::vector<std::string>& installDirs) {
+    std::cerr << "Cannot locate " << kind << " " << tool.name.toStdString() << std::endl;
+    std::cerr << "povrun: " << searchedPlaces(tool, installDirs) << std::endl;
+    std::cerr << "povrun: " << howToFix(tool) << std::endl;
+}
+
 bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitions,
                const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, tool, installDirs)) {
-        std::cerr << "Cannot locate tool " << tool.name.toStdString() << std::endl;
-        std::cerr << "povrun: " << searchedPlaces(tool, installDirs) << std::endl;
+        sayNotFound("tool", tool, installDirs);
         return false;
     }
     allParamsOfXml(element, tool.params, definitions);
@@ -138,8 +157,7 @@ static bool proverOfXml(const QDomElement& element, prover_t& prover,
                         const definitions_t& definitions,
                         const std::vector<std::string>& installDirs) {
     if (!locateToolOfXml(element, prover, installDirs)) {
-        std::cerr << "Cannot locate prover " << prover.name.toStdString() << std::endl;
-        std::cerr << "povrun: " << searchedPlaces(prover, installDirs) << std::endl;
+        sayNotFound("prover", prover, installDirs);
         return false;
     }
     allParamsOfXml(element, prover.params, definitions);
@@ -169,21 +187,51 @@ static definitions_t definitionsOfXml(const QDomElement& root) {
     return definitions;
 }
 
+// False, with a line naming the driver and the element, when the driver has no `tag` child:
+// its tool would otherwise be reported as "Cannot locate tool " with no name.
+static bool hasToolElement(const QDomElement& driver, const QString& tag, const QString& fileName) {
+    if (!driver.firstChildElement(tag).isNull())
+        return true;
+    std::cerr << "povrun: " << fileName.toStdString() << ":" << driver.lineNumber() << ": driver \""
+              << driver.attribute(ATTR_NAME).toStdString() << "\" has no <" << tag.toStdString()
+              << "> element" << std::endl;
+    return false;
+}
+
 // Reads one driver into a fresh `driver`, whose fields hold the defaults; false, after
-// the tool's message, when a tool is missing.
+// the message, when a tool or its element is missing.
 static bool driverOfXml(const QDomElement& element, driver_t& driver,
                         const definitions_t& definitions,
                         const std::vector<std::string>& installDirs, const QString& fileName) {
     driver.name = element.attribute(ATTR_NAME);
-    driver.group = wordOfXml(groupOfXmlAttr, element, ATTR_GROUP, ATTR_VALUE_NONE, fileName);
+    driver.group = wordOfXml(groupOfXmlAttr, element, ATTR_GROUP, ATTR_VALUE_NONE);
     driver.ext = element.attribute(ATTR_EXT, driver.ext);
     driver.fast = element.attribute(ATTR_FAST) == FAST_TRUE;
-    return toolOfXml(element.firstChildElement(TAG_WRITER), driver.writer, definitions,
+    return hasToolElement(element, TAG_WRITER, fileName) &&
+           toolOfXml(element.firstChildElement(TAG_WRITER), driver.writer, definitions,
                      installDirs) &&
+           hasToolElement(element, TAG_PROVER, fileName) &&
            proverOfXml(element.firstChildElement(TAG_PROVER), driver.prover, definitions,
                        installDirs) &&
+           hasToolElement(element, TAG_READER, fileName) &&
            toolOfXml(element.firstChildElement(TAG_READER), driver.reader, definitions,
                      installDirs);
+}
+
+// Reads the drivers of `root`, one after the other, until one fails.
+static bool driversOfXml(const QDomElement& root, mechanism_t& mechanism,
+                         const std::vector<std::string>& installDirs, const QString& fileName) {
+    mechanism.trust = wordOfXml(trustOfXmlAttr, root, ATTR_TRUST, ATTR_VALUE_NEVER);
+    const definitions_t definitions = definitionsOfXml(root);
+    for (QDomElement element = root.firstChildElement(TAG_DRIVER); !element.isNull();
+         element = element.nextSiblingElement(TAG_DRIVER)) {
+        driver_t driver;
+        if (!driverOfXml(element, driver, definitions, installDirs, fileName))
+            return false;
+        mechanism.driverNames.push_back(driver.name);
+        mechanism.drivers.push_back(driver);
+    }
+    return true;
 }
 
 bool ofFile(const QString& fileName, mechanism_t& mechanism,
@@ -200,101 +248,14 @@ bool ofFile(const QString& fileName, mechanism_t& mechanism,
     if (document.isNull())
         std::cerr << "povrun: " << fileName.toStdString() << ": not well-formed XML at "
                   << whyNot.toStdString() << std::endl;
+    warnAboutUnknownXml(document, fileName);
     const QDomElement root = document.firstChildElement(TAG_MECHANISM);
     mechanism.name = baseNameOfPath(fileName.toStdString());
-    mechanism.trust = wordOfXml(trustOfXmlAttr, root, ATTR_TRUST, ATTR_VALUE_NEVER, fileName);
-    const definitions_t definitions = definitionsOfXml(root);
-    for (QDomElement element = root.firstChildElement(TAG_DRIVER); !element.isNull();
-         element = element.nextSiblingElement(TAG_DRIVER)) {
-        driver_t driver;
-        if (!driverOfXml(element, driver, definitions, installDirs, fileName))
-            return false;
-        mechanism.driverNames.push_back(driver.name);
-        mechanism.drivers.push_back(driver);
+    try {
+        return driversOfXml(root, mechanism, installDirs, fileName);
+    } catch (const std::out_of_range& error) {
+        throw std::out_of_range(fileName.toStdString() + ":" + error.what());
     }
-    return true;
-}
-
-// The dump: "key = "value"" lines, std::endl after each so that a dump interleaved with
-// other traces keeps its order.
-static void quotedLine(std::ostream& os, const char* key, const std::string& value) {
-    os << key << " = \"" << value << '"' << std::endl;
-}
-
-static void quotedLine(std::ostream& os, const char* key, const QString& value) {
-    quotedLine(os, key, value.toStdString());
-}
-
-// The leading lines shared by tools and provers, after their header.
-static void toolIdentity(std::ostream& os, const tool_t& tool) {
-    quotedLine(os, "name", tool.name);
-    quotedLine(os, "default_path", tool.default_path);
-    quotedLine(os, "resource", tool.resource);
-    quotedLine(os, "path", tool.path.string());
-}
-
-static void paramBlocks(std::ostream& os, const std::list<param_t>& params) {
-    for (const param_t& param : params)
-        os << param << std::endl;
-}
-
-std::ostream& operator<<(std::ostream& os, const param_t& param) {
-    os << "[parameter]" << std::endl;
-    quotedLine(os, "name", param.name);
-    quotedLine(os, "separator", param.separator);
-    quotedLine(os, "value", param.value);
-    return os;
-}
-
-std::ostream& operator<<(std::ostream& os, const tool_t& tool) {
-    os << "[tool]" << std::endl;
-    toolIdentity(os, tool);
-    os << std::endl;
-    os << "[parameters]" << std::endl;
-    os << "size = " << tool.params.size() << std::endl;
-    os << std::endl;
-    paramBlocks(os, tool.params);
-    return os;
-}
-
-// Differs from a tool's layout on purpose and stays so: its own header, no blank line
-// after the path nor before the first parameter, and an input line with only its
-// closing quote.
-std::ostream& operator<<(std::ostream& os, const prover_t& prover) {
-    os << "[prover]" << std::endl;
-    toolIdentity(os, prover);
-    quotedLine(os, "timeout", std::to_string(prover.timeout));
-    os << "input = " << qstringOfInput.at(prover.input).toStdString() << '"' << std::endl;
-    os << std::endl;
-    os << "[parameters]" << std::endl;
-    os << "size = " << prover.params.size() << std::endl;
-    paramBlocks(os, prover.params);
-    return os;
-}
-
-std::ostream& operator<<(std::ostream& os, const driver_t& driver) {
-    os << "[driver]" << std::endl;
-    quotedLine(os, "name", driver.name);
-    quotedLine(os, "group", qstringOfGroup.at(driver.group));
-    os << std::endl;
-    os << "[writer]" << std::endl;
-    os << std::endl;
-    os << driver.writer;
-    os << driver.prover;
-    os << "[reader]" << std::endl;
-    os << std::endl;
-    os << driver.reader;
-    return os;
-}
-
-std::ostream& operator<<(std::ostream& os, const mechanism_t& mechanism) {
-    os << "[mechanism]" << std::endl;
-    quotedLine(os, "name", mechanism.name);
-    quotedLine(os, "trust", qstringOfTrust.at(mechanism.trust));
-    os << std::endl;
-    for (const driver_t& driver : mechanism.drivers)
-        os << driver;
-    return os;
 }
 
 } // namespace mechanism

@@ -70,6 +70,8 @@ extern const QString TAG_PARAM;
 extern const QString TAG_PROVER;
 extern const QString TAG_READER;
 extern const QString TAG_WRITER;
+extern const QString ATTR_EXT;
+extern const QString ATTR_FAST;
 extern const QString ATTR_GROUP;
 extern const QString ATTR_INPUT;
 extern const QString ATTR_NAME;
@@ -96,12 +98,15 @@ extern const std::map<QString, trust_t> trustOfXmlAttr;
 // `installDirs` and then the current directory.
 // Returns false, with "Cannot open '<file>'." on std::clog, when the file cannot be
 // opened; false, with "Cannot locate tool|prover <name>" on std::cerr followed by a line
-// naming the path asked for and every place searched, when a tool is not found (drivers
-// completed before the failure stay in `mechanism`).
+// naming the path asked for and every place searched and a line saying how to make it
+// found, when a tool is not found; false, with a line naming the driver and the element,
+// when a driver lacks its writer, prover or reader element (drivers completed before the
+// failure stay in `mechanism`). Elements and attributes it does not read, and an "input"
+// read as "file" although not spelt so, are warned about on std::cerr, "FILE:LINE: ...".
 // A file that is not well-formed XML reads as an empty document: no drivers, true, and
 // a line on std::cerr with the file, the line, the column and the parser's message.
-// Throws pos::unknownText (a std::out_of_range) for an unknown "trust" or "group" value,
-// std::out_of_range "map::at" for an "expand" of an unknown definition, and
+// Throws std::out_of_range, "FILE:LINE: unknown WHAT "TEXT" (map::at); allowed: WORDS",
+// for an unknown "trust" or "group" value or an "expand" of an unknown definition, and
 // std::filesystem::filesystem_error, naming it, for an install directory that does not
 // exist.
 bool ofFile(const QString& fileName, mechanism_t& mechanism,

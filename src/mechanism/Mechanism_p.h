@@ -5,6 +5,7 @@
 
 #include "mechanism/Mechanism.h"
 
+#include <QDomDocument>
 #include <QDomElement>
 
 namespace mechanism {
@@ -32,11 +33,21 @@ bool checkToolExistence(std::filesystem::path& path, const std::vector<std::stri
 // and the tool's resource with whether it was found and its value.
 std::string searchedPlaces(const tool_t& tool, const std::vector<std::string>& installDirs);
 
+// One line for the user after searchedPlaces(): the three ways to make `tool` found (a
+// resource line given with -r, an -i folder, an absolute path), with its names filled in.
+std::string howToFix(const tool_t& tool);
+
+// Writes one warning on std::cerr, "povrun: FILE:LINE: ...", for each element and attribute
+// of `document` that the reader does not read, and for a prover "input" other than "stdin"
+// and "file" (read as "file"). Changes nothing; the file is read as it stands.
+void warnAboutUnknownXml(const QDomDocument& document, const QString& fileName);
+
 // Reads a writer or a reader from `element` (a null element reads as all defaults) and
 // locates it. When found, appends its "param" children and then the parameters of its
 // "expand" children, and returns true; otherwise writes "Cannot locate tool <name>" and
-// the places searched on std::cerr and returns false. Throws std::out_of_range "map::at"
-// for an "expand" of a name missing from `definitions`.
+// the places searched and how to fix it on std::cerr, and returns false. Throws
+// std::out_of_range, "LINE: unknown definition ... (map::at); allowed: NAMES", for an
+// "expand" of a name missing from `definitions`.
 bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitions,
                const std::vector<std::string>& installDirs);
 
@@ -45,7 +56,8 @@ bool toolOfXml(const QDomElement& element, tool_t& tool, definitions_t definitio
 void paramListOfXml(const QDomElement& element, std::list<param_t>& params);
 
 // Appends, for each "expand" child of `element` in document order, a copy of the
-// definition it names. Throws std::out_of_range "map::at" for an unknown name.
+// definition it names. Throws std::out_of_range, "LINE: unknown definition "NAME"
+// (map::at); allowed: NAMES", for an unknown name.
 void expandListOfXml(const QDomElement& element, std::list<param_t>& params,
                      const definitions_t& definitions);
 

@@ -74,6 +74,30 @@ bool checkToolExistence(fs::path& path, const std::vector<std::string>& installD
     return findUnder(fs::current_path(), path);
 }
 
+// The name a resource line would give the tool: the resource's own name, else the tool's
+// name, else its file name.
+static std::string resourceNameOf(const tool_t& tool) {
+    if (!tool.resource.isEmpty())
+        return tool.resource
+            .mid(tool.resource.lastIndexOf(QLatin1Char(RESOURCE_NAME_SEPARATOR)) + 1)
+            .toStdString();
+    if (!tool.name.isEmpty())
+        return tool.name.toStdString();
+    const std::string file = tool.path.filename().string();
+    return file.empty() ? "NAME" : file;
+}
+
+std::string howToFix(const tool_t& tool) {
+    const std::string line = "\"ZDR*Proof*" + resourceNameOf(tool) + ": /absolute/path\"";
+    std::string fix = "to fix it, add ";
+    if (tool.resource.isEmpty())
+        fix += "resource=\"ZDR*Proof*" + resourceNameOf(tool) + "\" to the tool and ";
+    fix += "the line " + line + " to a resource file given with -r";
+    if (!tool.path.empty() && tool.path.is_relative())
+        fix += ", put \"" + tool.path.string() + "\" in a folder given with -i";
+    return fix + ", or write an absolute path in path=\"...\"";
+}
+
 // One line for the user: the path asked for, every place it was looked for in order,
 // and what the tool's resource gave.
 std::string searchedPlaces(const tool_t& tool, const std::vector<std::string>& installDirs) {

@@ -105,7 +105,12 @@ void T_resource_file::read_lines(FILE *in, uint64_t size)
         set_line(next_line_number(), buffer);
         length = 0;
     }
-    /* Whatever follows the last '\n' is an unfinished line and is dropped. */
+    /* Whatever follows the last '\n' is an unfinished line and is dropped, but said: an
+       editor that does not end the file with a newline would otherwise lose a setting
+       without a word. */
+    if (length > 0)
+        fprintf(stderr, "%s:%u: Resource line ignored: the file ends before its newline\n",
+                name->chars, static_cast<unsigned>(next_line_number()));
     delete[] buffer;
 }
 

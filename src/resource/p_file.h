@@ -44,7 +44,8 @@ public:
     uint32_t next_line_number() const;
 
     /* Appends the lines of the file on disk, numbered after the lines already held. Only
-       lines ended by '\n' count, and no more bytes are read than `stat` reported, so a
+       lines ended by '\n' count (an unfinished last line is
+       dropped with "FILE:N: Resource line ignored: ..." on stderr), and no more bytes are read than `stat` reported, so a
        file that grows meanwhile is read as it was. Returns the first line of the file, or
        null when it cannot be read, a directory included (message on stderr), or is
        empty. */

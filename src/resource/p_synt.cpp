@@ -56,14 +56,26 @@ T_resource_line *next_line(T_resource_line *line)
     return static_cast<T_resource_line *>(line->next);
 }
 
-void report(const T_resource_line *line, const char *message)
+const char *file_name_of(const T_resource_line *line)
 {
     const T_resource_item *owner = line->father;
-    const char *file_name = "";
     if (owner != 0 && owner->kind == RESOURCE_KIND_FILE)
-        file_name = static_cast<const T_resource_file *>(owner)->name->chars;
-    fprintf(stderr, "%s:%d: Resource syntax error: %s\n", file_name, static_cast<int>(line->number),
-            message);
+        return static_cast<const T_resource_file *>(owner)->name->chars;
+    return "";
+}
+
+void report(const T_resource_line *line, const char *message)
+{
+    fprintf(stderr, "%s:%d: Resource syntax error: %s\n", file_name_of(line),
+            static_cast<int>(line->number), message);
+}
+
+/* A line without the mark is kept for the save but defines nothing; a user who wrote
+   "Proof*z3: PATH" or "z3: PATH" would otherwise never learn why the tool is not found. */
+void report_ignored(const T_resource_line *line)
+{
+    fprintf(stderr, "%s:%d: Resource line ignored: it does not start with %s*Section*Name: value\n",
+            file_name_of(line), static_cast<int>(line->number), get_RESOURCE_MARK_RESOURCE());
 }
 
 bool is_resource_line(const char *text)
@@ -183,8 +195,10 @@ void syntax_analysis(T_resource_line *first)
             new T_resource_comment(line, &first_pending, &last_pending, 0);
             continue;
         }
-        if (!is_resource_line(text))
+        if (!is_resource_line(text)) {
+            report_ignored(line);
             continue;
+        }
         line = analyse_resource(line, text, &first_pending, &last_pending);
     }
     delete_list(&first_pending, &last_pending);

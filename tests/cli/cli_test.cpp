@@ -4,6 +4,7 @@
 #include "common/scene.h"
 #include "pos/pos.h"
 
+#include <QFile>
 #include <QSet>
 #include <gtest/gtest.h>
 
@@ -129,4 +130,55 @@ TEST(Replay, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
         EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 40) << "each job once";
     }
     EXPECT_EQ(results[0], results[1]);
+}
+
+// A user's second hour, without editing the status file: a first play from a truncated
+// mechanism file registers it without drivers, and only a reset plays it once fixed; a goal
+// left Unknown at 2 s is retried alone once the limit is raised, not one that got no verdict; a
+// driver added later is played after a reset. Each run leaves every goal's status in agreement with
+// its records.
+TEST(Replay, RetryUnknownAndResetReplayWhatAFirstPlayLeftWithoutAVerdict) {
+    Scene s;
+    const scene::GoalSpec bare{"Unproved", false, "Unproved", {}};
+    s.writePos({{"G", {bare, bare, bare}}});
+    // Goal 0 1 takes 10 s: below that limit the prover gives the reader no answer it knows.
+    testutil::writeScript(s.path("slow.sh"),
+                          "while read g p; do [ \"$g $p\" = \"0 1\" ] && [ \"$1\" -lt 10 ] && "
+                          "p=\"${p}x\"; echo \"$g $p\"; done\n");
+    s.setAnswers("0 1x Unknown\n0 2 garbage\n");
+    s.drivers[0].prover = s.path("slow.sh");
+    s.writeMechanism();
+    const QByteArray mechanism = s.state("m.xml").replace(
+        "input=\"stdin\">", "input=\"stdin\" timeout=\"2\"><param value=\"${timeout}\"/>");
+    const auto play = [&](const QStringList& options, const std::string& err) {
+        QFile::remove(s.writerLog());
+        const testutil::RunResult r = s.run(options);
+        EXPECT_EQ(std::to_string(r.exitCode) + r.err, "0" + err) << options.join(' ').toStdString();
+        EXPECT_TRUE(pos::checkPosInvariant(pos::documentOfFile(s.path(POS))));
+        return QString(testutil::readFile(s.writerLog())).count("-a ");
+    };
+    const auto statuses = [&] {
+        return s.goalStatus(0, 0) + " " + s.goalStatus(0, 1) + " " + s.goalStatus(0, 2);
+    };
+    const std::string idle = "povrun: no job was started although 3 goals are unproved: ";
+    const std::string reset = "povrun: pos/comp.pos: mechanism m reset, its records removed "
+                              "from 3 goals\n";
+    s.put("m.xml", mechanism.left(mechanism.indexOf("<writer")));
+    s.run({"--first-play"});
+    s.put("m.xml", mechanism);
+    EXPECT_EQ(play({"--first-play"}, idle + "m already left each of them without a verdict; "
+                                            "try --retry-unknown or --reset\n"),
+              0);
+    EXPECT_EQ(play({"--reset"}, reset), 3);
+    EXPECT_EQ(statuses(), "Proved Unproved Unproved");
+    s.put("m.xml", QByteArray(mechanism).replace("\"2\"", "\"20\""));
+    EXPECT_EQ(play({}, "povrun: no job was started although 2 goals are unproved: no unproved goal "
+                       "records a driver of m as having proved or disproved it; try "
+                       "--first-play, --retry-unknown or --reset\n"),
+              0);
+    EXPECT_EQ(play({"--retry-unknown"}, ""), 1) << "goal 0 1 alone";
+    EXPECT_EQ(statuses(), "Proved Proved Unproved");
+    s.writeMechanism("redundancy", {"d", "added"});
+    EXPECT_EQ(play({"--reset"}, reset), 6) << "both drivers on every goal";
+    EXPECT_EQ(statuses(), "Proved Proved Unproved");
 }

@@ -60,6 +60,33 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
 }
 
+// Which drivers a goal of drivers d1 and d2 gets: a replay takes those that settled it, a
+// retry adds those that left it Unknown (under an element Unproved or Unknown), a first play
+// takes all under an element Unproved and, retrying, the Unknown ones under one Unknown.
+TEST(Director, RetryAddsTheDriversThatLeftAGoalUnknown) {
+    // first play, retry, goal status, element status, d1's and d2's statuses, drivers given
+    const std::tuple<bool, bool, const char*, const char*, const char*, const char*, QString>
+        rows[] = {
+            {false, false, "Unproved", "Unproved", "Proved", "Unknown", "d1"},
+            {false, true, "Unproved", "Unproved", "Proved", "Unknown", "d1 d2"},
+            {false, true, "Unproved", "Unknown", "Proved", "Unknown", "d2"},
+            {false, true, "UnreliablyProved", "Unknown", "Unproved", "Unknown", ""},
+            {true, false, "Unproved", "Unknown", "Unproved", "Unknown", ""},
+            {true, true, "Unproved", "Unknown", "Unproved", "Unknown", "d2"},
+            {true, true, "Unproved", "Unproved", "Disproved", "Unknown", "d1 d2"},
+        };
+    for (const auto& [firstPlay, retry, goalStatus, element, d1, d2, expected] : rows) {
+        Scene s;
+        s.writeMechanism("redundancy", {"d1", "d2"});
+        s.writePos({{"G", {goal(goalStatus, element, {{"d1", d1}, {"d2", d2}})}}});
+        auto director = s.director();
+        director->setPlayOptions({retry, false});
+        firstPlay ? director->loadPosFile() : director->reloadPosFile();
+        EXPECT_EQ(director->getPoTable().at(0).second.at(0).drivers.join(' '), expected)
+            << firstPlay << retry << goalStatus << element << d1 << d2;
+    }
+}
+
 TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
     Scene s;
     s.drivers = {s.driver("slow"), s.driver("fast")};

@@ -26,6 +26,13 @@ TEST(ExampleRun, InstalledExampleScriptProvesDisprovesAndGivesUp) {
     EXPECT_EQ(testutil::readFile(prefix.filePath("share/man/man1/povrun.1.gz")).mid(3, 5),
               QByteArray(5, '\0'));
 
+    // A goal the obligation file lacks (a status file of another component) is refused.
+    const QString pog = prefix.filePath("share/doc/povrun/examples/tank.pog");
+    const auto refused = testutil::run(prefix.filePath("lib/povrun/smtwriter"),
+                                       {"-a", "1", "8", "-i", pog, "-o", work.filePath("x")});
+    EXPECT_EQ(std::to_string(refused.exitCode) + refused.err,
+              "1smtwriter: " + pog.toStdString() +
+                  ": no goal 8 of group 1 \"fill\": it has 8 goals\n");
     const auto r = testutil::run(prefix.filePath("share/doc/povrun/examples/run-example.sh"),
                                  {"ex"}, work.path(), {}, 180000);
     ASSERT_TRUE(r.exitCode == 0 && r.err.empty()) << r.out << r.err;

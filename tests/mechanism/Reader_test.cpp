@@ -67,11 +67,15 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
     <reader path="t"><param name="-r" separator=""/></reader></driver></mechanism>)");
     // Params come before expansions; the "param" siblings of the first definition are
     // definitions too, but do not replace one already known.
+    // An input word other than the two is read as "file", with a warning.
+    const std::string v2 = "povrun: " + temp.filePath("m.v2.xml").toStdString();
     EXPECT_EQ(outcome + summary(m),
-              "m.v2 1 true d1 d2 d3|"
-              "\nd1 1 po3 1 0 30 :-w 1|-x |-v ~|-l=${timeout}| :-t T30s,30|-v ~|-l=30| :"
-              "\nd2 2 po2 0 0 0 : :~ abc| :"
-              "\nd3 0 po2 0 1 -1 : :~ ${timeout}| :-r~|");
+              "m.v2 1 true d1 d2 d3|" + v2 +
+                  ":6: input \"FILE\" is neither \"stdin\" nor \"file\"; read as \"file\"\n" + v2 +
+                  ":9: input \"x\" is neither \"stdin\" nor \"file\"; read as \"file\"\n"
+                  "\nd1 1 po3 1 0 30 :-w 1|-x |-v ~|-l=${timeout}| :-t T30s,30|-v ~|-l=30| :"
+                  "\nd2 2 po2 0 0 0 : :~ abc| :"
+                  "\nd3 0 po2 0 1 -1 : :~ ${timeout}| :-r~|");
 
     // Driver %1 with its writer, prover and reader at %2, %3 and %4; the prover expands "a".
     const QString driver = "<driver name='d%1'><writer name='W%1' path='%2'/><prover name='P%1' "
@@ -79,22 +83,27 @@ TEST(Reader, ReadsQuirksFaithfullyAndStopsAtTheFirstMissingToolOrUnknownName) {
                            "</prover><reader name='R%1' path='%4'/></driver>";
     const QString mech = "<mechanism><definition name='a'/><definition name='b'/>%1</mechanism>";
     const QString good = driver.arg("0", "t", "t", "t");
-    // The line after a missing tool: the path, the install directory, then the current one.
-    const auto searched = [&temp](const std::string& path) {
+    // The lines after a missing tool: the path, the install directory, then the current one;
+    // then the ways to make it found, with its name.
+    const auto searched = [&temp](const std::string& path, const std::string& name) {
         return "povrun: looked for \"" + path + "\" in " + temp.path().toStdString() +
                ", then in the current directory " + fs::current_path().string() +
-               "; no resource named\n";
+               "; no resource named\npovrun: to fix it, add resource=\"ZDR*Proof*" + name +
+               "\" to the tool and the line \"ZDR*Proof*" + name +
+               ": /absolute/path\" to a resource file given with -r, put \"" + path +
+               "\" in a folder given with -i, or write an absolute path in path=\"...\"\n";
     };
     const std::string file = temp.filePath("m.xml").toStdString();
     const std::tuple<const char*, QString, std::string> rows[] = {
         // name, file, outcome
         {"reader of the second driver", mech.arg(good + driver.arg("2", "t", "t", "no")),
-         "m 0 false d0|Cannot locate tool R2\n" + searched("no")},
+         "m 0 false d0|Cannot locate tool R2\n" + searched("no", "R2")},
         {"prover of the third driver", mech.arg(good + good + driver.arg("3", "t", "t.sh", "t")),
-         "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh")},
+         "m 0 false d0 d0|Cannot locate prover P3\n" + searched("t.sh", "P3")},
         {"unknown group", mech.arg(good + "<driver group='some'/>"),
-         "m 0 " + file + ": unknown group \"some\" (map::at) d0|"},
-        {"second definition", mech.arg(good).replace("'a'/></p", "'b'/></p"), "m 0 map::at|"},
+         "m 0 " + file + ":1: unknown group \"some\" (map::at); allowed: none, related, full d0|"},
+        {"second definition", mech.arg(good).replace("'a'/></p", "'b'/></p"),
+         "m 0 " + file + ":1: unknown definition \"b\" (map::at); allowed: a|"},
     };
     for (const auto& [name, xml, outcome] : rows) {
         m = mechanism_t();
