@@ -184,6 +184,9 @@ QByteArray ProofDirector::cacheKeyOf(const prover_data_t& job) const {
 bool ProofDirector::answeredFromCache(const QByteArray& key, QByteArray& output) {
     if (!resultCache->find(key, output))
         return false;
+    // A retry asks again what was left unknown, whatever answer the cache kept for it.
+    if (playOptions.retryUnknown && output.split('\n').contains(pos::ATTR_VALUE_UNKNOWN.toUtf8()))
+        return false;
     ++cacheAnswered;
     if (trace == 1)
         LogLine() << TRACE_PREFIX

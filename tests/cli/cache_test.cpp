@@ -35,7 +35,8 @@ const std::vector<scene::GroupSpec> GOALS = {
 
 // The warm replay runs the writers only, even from another component and temporary
 // folder, and ends as the cold one did, Unknown answers included; the answers file no
-// longer matters because no reader reads it.
+// longer matters because no reader reads it. A retry of unknown goals does not take the
+// cache's Unknown for an answer.
 TEST(Cache, WarmReplayRunsOnlyTheWritersAndEndsAsTheColdRun) {
     Scene s;
     countToolRuns(s);
@@ -58,6 +59,8 @@ TEST(Cache, WarmReplayRunsOnlyTheWritersAndEndsAsTheColdRun) {
     EXPECT_EQ(s.state("pos/other.pos"), settled);
     EXPECT_EQ(s.state("tools.log"), "");
     EXPECT_TRUE(s.leftInTmp().isEmpty());
+    s.put(POS, before); // a retry asks the tools again what they left unknown
+    EXPECT_EQ(s.run(cache + QStringList{"--retry-unknown"}).err, counts(s, 3, 1, 1));
 }
 
 // A reader may answer for a prover that could not start: used, but never kept.
