@@ -13,8 +13,7 @@
 //   - statusMutex: dom, poTable, unprovedCount, operationCount and the saver's kept texts,
 //     and the per-PO marks on standard output; a prover job holds it from its first
 //     heading to its save request, so the marks of two jobs never mix.
-//   - tools (process::Registry): the running tools and the stop flag; held to start or
-//     forget a tool, so that no tool starts after stop() took the list.
+//   - tools (process::Registry): the tools' pids and the stop flag; see Process.h.
 //   - errorMutex: errors and workerFailure; held only to append or read.
 //   - the saver's writeMutex and wakeMutex (see StatusSaver.h): one write at a time, and
 //     the background saver's orders.
@@ -149,9 +148,13 @@ private:
     void appendError(const QString& message);
     // Writes what a tool said on standard error, as one block headed by the driver, the
     // tool and the job's POs; blocks of concurrent jobs never mix.
+    // A tool that could not start says why in the same block.
     void showToolErrors(const char* role, const std::filesystem::path& tool,
                         const std::vector<po_address_t>& addresses,
                         const process::exit_t& run) const;
+    // "povrun: driver D, ROLE TOOL, POs G.N ...", the head of a tool's lines.
+    std::string toolHeading(const char* role, const std::filesystem::path& tool,
+                            const std::vector<po_address_t>& addresses) const;
     void runJobs();
     void startWorkers(std::vector<std::unique_ptr<std::thread>>& workers, std::size_t wanted);
     void finishDriver();

@@ -34,24 +34,35 @@ bool isAnswer(const QString& line) {
 
 } // namespace
 
+std::string ProofDirector::toolHeading(const char* role, const std::filesystem::path& tool,
+                                       const std::vector<po_address_t>& addresses) const {
+    // POs are named as a user would select one: group name, ".", number from 1.
+    std::string heading = std::string("povrun: driver ") + utf8(driver.name) + ", " + role + " " +
+                          tool.string() + ", POs";
+    for (const po_address_t& address : addresses) {
+        const bool known = address.first < poTable.size();
+        heading += " " + (known ? poTable[address.first].first : std::to_string(address.first)) +
+                   "." + std::to_string(address.second + 1);
+    }
+    return heading;
+}
+
 void ProofDirector::showToolErrors(const char* role, const std::filesystem::path& tool,
                                    const std::vector<po_address_t>& addresses,
                                    const process::exit_t& run) const {
-    if (run.errors.isEmpty())
-        return;
-    // POs are named as a user would select one: group name, ".", number from 1.
-    std::string block = std::string("povrun: driver ") + utf8(driver.name) + ", " + role + " " +
-                        tool.string() + ", POs";
-    for (const po_address_t& address : addresses) {
-        const bool known = address.first < poTable.size();
-        block += " " + (known ? poTable[address.first].first : std::to_string(address.first)) +
-                 "." + std::to_string(address.second + 1);
+    std::string block;
+    if (!run.started && !run.failure.isEmpty())
+        block = toolHeading(role, tool, addresses) + ": " + utf8(run.failure) + "\n";
+    if (!run.errors.isEmpty()) {
+        block += toolHeading(role, tool, addresses) + ", wrote on standard error:\n" +
+                 run.errors.toStdString();
+        if (block.back() != '\n')
+            block += '\n';
     }
-    block += ", wrote on standard error:\n" + run.errors.toStdString();
-    if (block.back() != '\n')
-        block += '\n';
     if (run.errorsDropped > 0)
         block += "[" + std::to_string(run.errorsDropped) + " more bytes]\n";
+    if (block.empty())
+        return;
     std::lock_guard<std::mutex> lock(toolErrorsMutex);
     std::cerr << block << std::flush;
 }
@@ -75,9 +86,10 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
     process::exit_t writer;
     if (!process::runAlone({job.cmd, job.args}, tools, writer))
         return; // stopping
+    if (!writer.started)
+        LogLine() << TRACE_PREFIX << "Writer had an error.";
     showToolErrors("writer", job.cmd, job.positions, writer);
     if (!writer.started) {
-        LogLine() << TRACE_PREFIX << "Writer had an error.";
         appendError(tr("Error starting secondary proof obligation generation for driver %1.")
                         .arg(driver.name));
         return;

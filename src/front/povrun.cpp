@@ -1,6 +1,6 @@
 // povrun: replays external proof mechanisms on the proof obligations of one component.
 
-#include "director/ProcessTree.h"
+#include "director/Process.h"
 #include "director/ProofDirector.h"
 #include "front/Options.h"
 #include "front/Utils.h"
@@ -195,7 +195,7 @@ int main(int argc, char** argv) {
     // main thread's heap while the worker's heap grows by a new one (5 MB over a
     // 20,000-goal replay). Workers allocate little, so they do not contend for it.
     mallopt(M_ARENA_MAX, 1);
-    processtree::becomeSubreaper();
+    process::adoptOrphans();
     installSignalHandlers();
     try {
         const int status = runCommandLine(argc, argv);
