@@ -5,24 +5,28 @@
 // the document and keeps the file in step with it.
 //
 // Threading model. The main thread loads the file, builds each driver's jobs and joins
-// its workers before the next driver; workers run jobs only. The locks, each a leaf
-// unless an order is given, and always taken in this order where two are held:
-//   saver's writeMutex -> statusMutex -> saver's wakeMutex
+// its workers before the next driver; workers run jobs only; stop() runs on the signal
+// watcher's thread beside them. The locks, each a leaf unless an order is given, and
+// always taken in this order where two are held:
+//   outputMutex -> saver's writeMutex -> statusMutex -> saver's wakeMutex
 //   - jobMutex: nextJob only; held to take an index (and to keep a worker's trace line
 //     whole), never during a job.
-//   - statusMutex: dom, poTable, unprovedCount, operationCount and the saver's kept texts,
-//     and the per-PO marks on standard output; a prover job holds it from its first
-//     heading to its save request, so the marks of two jobs never mix.
+//   - outputMutex: standard output's job marks; held to write the recorded marks. Never
+//     needed by stop(), so a write that blocks cannot keep a stop from ending.
+//   - statusMutex: dom, poTable, unprovedCount, operationCount, the recorded marks not yet
+//     written, the saver's kept texts, and writerJobs (swapped under it, because stop()
+//     reads it); a prover job holds it while it records its answers and their marks.
 //   - tools (process::Registry): the tools' pids and the stop flag; see Process.h.
 //   - errorMutex: errors and workerFailure; held only to append or read.
+//   - the tool errors' lock (Stages.cpp): keeps one job's block whole on standard error.
 //   - the saver's writeMutex and wakeMutex (see StatusSaver.h): one write at a time, and
 //     the background saver's orders.
-// The original design had two locks and a stop() that took none. Workers now append to
-// errors and the tool list at once, and stop() runs on a watcher thread beside the
-// workers, so those lists got their own locks; stop() takes them, and the save locks,
-// because it must not save a document a worker is half-way through changing.
-// driver, writerJobs, proverJobs and the settings need no lock: the main thread writes
-// them only while no worker runs, and workers only read them.
+//   - povrun's directorMutex (outside the director): held by the signal watcher from
+//     stop() to the end of the process, so a director is never destroyed under a stop.
+// stop() takes the tools' lock, then the save locks for good: it must not save a
+// document a worker is half-way through changing.
+// driver, proverJobs and the settings need no lock: the main thread writes them only
+// while no worker runs, and workers only read them.
 
 #include "director/Process.h"
 #include "director/StatusSaver.h"
@@ -174,9 +178,13 @@ private:
     std::thread::id tracedThreadId() const;
     void removeSecondaryFiles();
     void traceLine(const char* message) const;
-    void printHeadingsUpTo(unsigned long long group);
+    void printHeadingsUpTo(unsigned long long group, std::string& marks);
     void printMarks(const prover_data_t& job, const QStringList& lines);
-    void printModel(const QStringList& lines, int& line) const;
+    // Applies a job's answers and records its marks. Caller holds statusMutex.
+    void recordAnswers(const prover_data_t& job, const QStringList& lines);
+    // Writes the marks recorded so far to standard output, in order, without statusMutex.
+    void writeMarks();
+    void printModel(const QStringList& lines, int& line, std::string& marks) const;
     // Forgets the document and the table, so that nothing stale can be saved.
     void forgetDocument();
 
@@ -205,9 +213,12 @@ private:
     mechanism::driver_t driver;
     uint32_t operationCount = 0;
     uint32_t unprovedCount = 0;
-    // Guards dom, poTable, the counters and the per-PO marks on stdout; a prover job holds
-    // it from its first heading to its save request.
+    // Guards dom, poTable, the counters, pendingMarks and writerJobs' replacement; a prover
+    // job holds it from its first heading to its save request.
     std::mutex statusMutex;
+    std::string pendingMarks;
+    // Held to write the job marks to standard output; stop() never needs it.
+    std::mutex outputMutex;
     po_table_t poTable;
     std::vector<writer_data_t> writerJobs;
     std::vector<prover_data_t> proverJobs;

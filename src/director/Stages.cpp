@@ -158,35 +158,44 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
     printMarks(job, lines);
 }
 
-void ProofDirector::printHeadingsUpTo(unsigned long long group) {
+void ProofDirector::printHeadingsUpTo(unsigned long long group, std::string& marks) {
     while (operationCount <= group) {
         if (operationCount != 0)
-            std::cout << (xml ? "</operation>" : "") << std::endl;
-        std::cout << "\t\t" << (xml ? "<operation><name>" : "") << poTable.at(operationCount).first
-                  << (xml ? "</name>" : "") << std::endl
-                  << "\t\t\t";
+            marks += std::string(xml ? "</operation>" : "") + "\n";
+        marks += std::string("\t\t") + (xml ? "<operation><name>" : "") +
+                 poTable.at(operationCount).first + (xml ? "</name>" : "") + "\n\t\t\t";
         ++operationCount;
     }
 }
 
 // Single-PO mode: what follows the verdict is the prover's model, echoed.
-void ProofDirector::printModel(const QStringList& lines, int& line) const {
-    std::cout << (xml ? "<model>\n" : "model:\n");
+void ProofDirector::printModel(const QStringList& lines, int& line, std::string& marks) const {
+    marks += xml ? "<model>\n" : "model:\n";
     for (; line < lines.size(); ++line)
-        std::cout << utf8(lines[line]) << '\n';
-    std::cout << (xml ? "</model>\n" : "\n");
+        marks += utf8(lines[line]) + '\n';
+    marks += xml ? "</model>\n" : "\n";
 }
 
 void ProofDirector::printMarks(const prover_data_t& job, const QStringList& lines) {
-    std::lock_guard<std::mutex> lock(statusMutex);
+    {
+        std::lock_guard<std::mutex> lock(statusMutex);
+        recordAnswers(job, lines);
+    }
+    writeMarks();
+}
+
+void ProofDirector::recordAnswers(const prover_data_t& job, const QStringList& lines) {
+    // The marks go into one text, written after the lock is released: standard output
+    // may block (a pipe nobody reads), and stop() needs this lock to save.
+    std::string& marks = pendingMarks;
     bool changed = false;
     int line = 0;
     for (const po_address_t& address : job.addresses) {
-        printHeadingsUpTo(address.first);
+        printHeadingsUpTo(address.first, marks);
         const QString answer = line < lines.size() ? lines[line] : QString();
         ++line;
         if (!isAnswer(answer)) {
-            std::cout << (xml ? "<m/>" : "-");
+            marks += xml ? "<m/>" : "-";
             continue;
         }
         if (trace == 1)
@@ -196,15 +205,26 @@ void ProofDirector::printMarks(const prover_data_t& job, const QStringList& line
         if (poSelector.isEmpty())
             updateStatus(address, answer);
         const status_t status = poTable.at(address.first).second.at(address.second).status;
-        std::cout << (xml ? xmlOfStatus.at(status) : stringOfStatus.at(status));
+        marks += xml ? xmlOfStatus.at(status) : stringOfStatus.at(status);
         if (!poSelector.isEmpty())
-            printModel(lines, line);
+            printModel(lines, line, marks);
         changed = true;
     }
-    std::cout.flush();
     if (changed) {
         if (trace == 1)
             LogLine() << TRACE_PREFIX << "Saving new DOM in POS file " << utf8(posPath);
         saver.requestSave();
     }
+}
+
+void ProofDirector::writeMarks() {
+    // Whoever holds outputMutex writes every text recorded so far, in the order recorded,
+    // so the marks of one job stay together and the headings in their place.
+    std::lock_guard<std::mutex> writing(outputMutex);
+    std::string marks;
+    {
+        std::lock_guard<std::mutex> lock(statusMutex);
+        marks.swap(pendingMarks);
+    }
+    std::cout << marks << std::flush;
 }
