@@ -5,8 +5,10 @@
 #include <QIODevice>
 #include <QStringList>
 #include <QTextStream>
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <set>
 
 namespace pos {
@@ -53,13 +55,88 @@ const QString ATTR_NAME = QStringLiteral("name");
 const QString ATTR_PROOF_STATE = QStringLiteral("proofState");
 const QString ATTR_VALUE = QStringLiteral("value");
 
-QDomDocument documentOfDevice(QIODevice& device, QString* whyNot) {
+namespace {
+
+// Where the text `what` (of `length` bytes) ends, searched from `from`; `end` if nowhere.
+const char* pastText(const char* from, const char* end, const char* what, std::size_t length) {
+    for (const char* at = from; end - at >= static_cast<std::ptrdiff_t>(length); ++at) {
+        at = static_cast<const char*>(memchr(at, what[0], static_cast<std::size_t>(end - at)));
+        if (at == nullptr || end - at < static_cast<std::ptrdiff_t>(length))
+            break;
+        if (memcmp(at, what, length) == 0)
+            return at + length;
+    }
+    return end;
+}
+
+// Past the '>' that closes a tag or declaration starting at `from`, skipping quoted
+// values; `empty` tells whether it was "/>".
+const char* pastTag(const char* from, const char* end, bool& empty) {
+    for (const char* at = from; at < end; ++at) {
+        if (*at == '"' || *at == '\'') {
+            const void* quote = memchr(at + 1, *at, static_cast<std::size_t>(end - at - 1));
+            if (quote == nullptr)
+                return end;
+            at = static_cast<const char*>(quote);
+        } else if (*at == '>') {
+            empty = at > from && at[-1] == '/';
+            return at + 1;
+        }
+    }
+    return end;
+}
+
+bool startsWith(const char* at, const char* end, const char* text, std::size_t length) {
+    return end - at >= static_cast<std::ptrdiff_t>(length) && memcmp(at, text, length) == 0;
+}
+
+} // namespace
+
+int elementDepth(const QByteArray& xml) {
+    const char* at = xml.constData();
+    const char* const end = at + xml.size();
+    int depth = 0;
+    int deepest = 0;
+    bool empty = false;
+    while ((at = static_cast<const char*>(memchr(at, '<', static_cast<std::size_t>(end - at)))) !=
+           nullptr) {
+        ++at;
+        if (startsWith(at, end, "!--", 3)) {
+            at = pastText(at + 3, end, "-->", 3);
+        } else if (startsWith(at, end, "![CDATA[", 8)) {
+            at = pastText(at + 8, end, "]]>", 3);
+        } else if (startsWith(at, end, "?", 1)) {
+            at = pastText(at + 1, end, "?>", 2);
+        } else if (startsWith(at, end, "/", 1) || startsWith(at, end, "!", 1)) {
+            depth -= *at == '/';
+            at = pastTag(at, end, empty);
+        } else {
+            at = pastTag(at, end, empty);
+            if (!empty)
+                deepest = std::max(deepest, ++depth);
+        }
+    }
+    return deepest;
+}
+
+QDomDocument documentOfDevice(QIODevice& device, QString* whyNot, bool* tooDeep) {
+    const QByteArray xml = device.readAll();
+    const int depth = elementDepth(xml);
+    if (tooDeep != nullptr)
+        *tooDeep = depth > MAX_DEPTH;
+    if (depth > MAX_DEPTH) {
+        if (whyNot != nullptr)
+            *whyNot = QStringLiteral("elements nested %1 deep, more than the %2 allowed")
+                          .arg(depth)
+                          .arg(MAX_DEPTH);
+        return QDomDocument();
+    }
     QDomDocument doc;
     QString message;
     int line = 0;
     int column = 0;
     // Qt keeps the part read before a parse error; treat any error as "no document".
-    if (doc.setContent(&device, &message, &line, &column))
+    if (doc.setContent(xml, &message, &line, &column))
         return doc;
     if (whyNot != nullptr)
         *whyNot = QStringLiteral("line %1, column %2: %3").arg(line).arg(column).arg(message);
@@ -70,12 +147,15 @@ QDomDocument documentOfFile(const QString& path, QString* whyNot) {
     QFile file(path);
     QString reason;
     QDomDocument doc;
+    bool tooDeep = false;
     if (!file.exists())
         reason = QStringLiteral("%1: no such file").arg(path);
     else if (!file.open(QIODevice::ReadOnly))
         reason = QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString());
-    else if ((doc = documentOfDevice(file, &reason)).isNull())
-        reason = QStringLiteral("%1: not well-formed XML at %2").arg(path, reason);
+    else if ((doc = documentOfDevice(file, &reason, &tooDeep)).isNull())
+        reason =
+            (tooDeep ? QStringLiteral("%1: %2") : QStringLiteral("%1: not well-formed XML at %2"))
+                .arg(path, reason);
     if (doc.isNull() && whyNot != nullptr)
         *whyNot = reason;
     return doc;

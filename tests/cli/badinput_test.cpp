@@ -32,6 +32,13 @@ std::string job(const std::string& mark, int proved = 0) {
            report(proved, 1 - proved);
 }
 
+// A file of `depth` nested elements under `root`.
+QByteArray nested(const QByteArray& root, int depth) {
+    return "<" + root + ">" + QByteArray("<a>").repeated(depth) +
+           QByteArray("</a>").repeated(depth) + "</" + root + ">";
+}
+const std::string TOO_DEEP = "elements nested 100001 deep, more than the 2000 allowed";
+
 std::string inPos(const std::string& why) {
     return "povrun: pos/comp.pos: " + why + "\n";
 }
@@ -128,6 +135,12 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
          puts(POS, "<?xml version=\"1.0\"?>\n<Proof_Obligations>\n  <Proof_Obligation>\n"),
          POS_ERROR + UNREAD,
          inPos("not well-formed XML at line 4, column 1: unexpected end of file")},
+        {"status file too deep", puts(POS, nested("Proof_Obligations", 100000)), POS_ERROR + UNREAD,
+         inPos(TOO_DEEP)},
+        {"status file too deep (-M)", all(puts(POS, nested("Proof_Obligations", 100000)), byFolder),
+         NOT_READABLE + UNREAD, inPos(TOO_DEEP)},
+        {"mechanism too deep", puts("m.xml", nested("mechanism", 100000)), "",
+         "povrun: m.xml: " + TOO_DEEP + "\n"},
         {"a goal without the mechanism",
          edits(POS, "</Simple_Goal>", "</Simple_Goal><Simple_Goal status=\"Unproved\"/>"),
          POS_ERROR + report(0, 2), inPos("goal 2 of group G has no \"Mechanism\" element named m")},
