@@ -112,8 +112,9 @@ public:
     // made read-only): the run must not end as a success.
     bool hasUnsavedState() const;
     // Safe from another thread while workers run: ends every running tool and what it
-    // started (SIGTERM, then SIGKILL after a short grace), removes the secondary files and
-    // saves the document. Keeps the status lock: the caller exits afterwards.
+    // started (SIGTERM, then SIGKILL after a short grace), refuses new ones, removes the
+    // secondary files and saves the document when the file does not hold it already.
+    // Never writes to standard output. Keeps the status lock: the caller exits afterwards.
     void stop();
 
     void play();

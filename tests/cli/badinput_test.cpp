@@ -82,6 +82,7 @@ struct Case {
     Spoil spoil;
     std::string out, err = "";
     int status = -1;
+    bool posKept = true; // false: it vanishes; else its mode, and its bytes unless a proof counts
 };
 
 // In every case: the exit status, an end within 3 s (a sanitized povrun takes 1), nothing
@@ -97,18 +98,22 @@ void check(const std::vector<Case>& cases) {
         const QFile::Permissions mode = QFileInfo(s.path(POS)).permissions();
         const testutil::RunResult r = s.run({}, 3000);
         EXPECT_FALSE(r.crashed || r.timedOut) << c.name;
+        EXPECT_EQ(s.leftInTmp(), QStringList()) << c.name;
         EXPECT_EQ(r.exitCode,
                   c.status >= 0 ? c.status : c.out.find("End of proof") == std::string::npos)
             << c.name;
         EXPECT_EQ(r.out, c.out) << c.name;
         EXPECT_EQ(r.err, QString::fromStdString(c.err).replace("$DIR", s.dir.path()).toStdString())
             << c.name;
+        if (!c.posKept) {
+            EXPECT_EQ(QDir(s.path("pos")).entryList(all), QStringList()) << c.name << ": created";
+            continue;
+        }
         if (c.out.find("\t Proved 1") == std::string::npos) {
             EXPECT_EQ(s.state(POS), bytes) << c.name << ": the status file changed";
         }
         EXPECT_EQ(QFileInfo(s.path(POS)).permissions(), mode) << c.name;
         EXPECT_EQ(QDir(s.path("pos")).entryList(all), beside) << c.name;
-        EXPECT_EQ(s.leftInTmp(), QStringList()) << c.name;
     }
 }
 
@@ -180,6 +185,10 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
              std::string(65536, 'x') + "\n[34464 more bytes]\n"},
         {"prover with input=file reads its standard input",
          all(uses(&DriverSpec::input, "file"), uses(P, "p", drain + "cat \"$1\"\n")), job("+", 1)},
+        {"status file vanishes during the run",
+         uses(P, "p", "#!/bin/sh\nrm pos/comp.pos\nexec ./prover.sh\n"),
+         DRIVER + "\t\tG\n\t\t\t+\n\n" + UNREAD,
+         "povrun: cannot save pos/comp.pos: No such file or directory\n", 1, false},
         {"read-only status file", readOnly, job("+"),
          "povrun: cannot save pos/comp.pos: Permission denied\n", 1},
         {"huge concurrency", adds({"-c", "100000"}), job("+", 1)},

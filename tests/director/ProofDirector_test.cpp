@@ -44,6 +44,23 @@ TEST(Director, LoadThatFailsLeavesNothingToSave) {
     }
 }
 
+// A stop before any answer leaves the file as it was, byte for byte; after one, it saves.
+TEST(Director, StopSavesOnlyWhatTheFileLacks) {
+    for (const bool answered : {false, true}) {
+        Scene s;
+        const QByteArray before = s.state(POS);
+        // A stopped director keeps its locks for good: it is never destroyed, and kept
+        // reachable it is no leak.
+        static std::vector<ProofDirector*> stopped;
+        ProofDirector* director = stopped.emplace_back(s.director().release());
+        ASSERT_TRUE(director->reloadPosFile());
+        if (answered)
+            director->updateStatus({0, 0}, "Disproved");
+        director->stop();
+        EXPECT_EQ(s.state(POS) == before, !answered);
+    }
+}
+
 // play() saves the registration, then plays every driver on every goal it leaves open.
 TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     Scene s;
