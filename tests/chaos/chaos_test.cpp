@@ -42,6 +42,18 @@ QStringList processesMarkedWith(const QByteArray& mark, int waitMs) {
     }
 }
 
+// Children of `parent` that have ended and wait to be reaped.
+int zombiesOf(qint64 parent) {
+    int zombies = 0;
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
+        const QByteArray stat = testutil::readFile("/proc/" + pid + "/stat");
+        const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+        zombies += pid.toInt() > 0 && fields.size() > 1 && fields[0] == "Z" &&
+                   fields[1].toLongLong() == parent;
+    }
+    return zombies;
+}
+
 // How povrun's standard output is wired in a trial, and what ends the run.
 enum class Ending {
     SIGNAL,        // into a file; the trial's signal
@@ -179,4 +191,22 @@ TEST(Chaos, IgnoredSignalsAndStalledOrClosedOutputStillStopCleanly) {
         SCOPED_TRACE(testing::Message() << "trial " << trial << ", ending " << trial % 3);
         terminationTrial(SIGTERM, endings[trial % 3]);
     }
+}
+
+// A prover that leaves a background child in each of 400 jobs: povrun reaps those orphans
+// as they end, so zombies never pile up (they would exhaust the process limit of a large
+// replay), and none outlives the run.
+TEST(Chaos, OrphansOfToolsNeverPileUpAsZombies) {
+    scene::Scene s;
+    testutil::writeScript(s.path("prover.sh"), "(sleep 0.01 &)\ncat\n");
+    s.writePos(std::vector<scene::GroupSpec>(4, {"G", {100, scene::settledBy("d")}}));
+    const QByteArray mark = QUuid::createUuid().toByteArray();
+    QProcess povrun;
+    startPovrun(povrun, s, mark, Ending::SIGNAL);
+    int most = 0;
+    while (!povrun.waitForFinished(20))
+        most = std::max(most, zombiesOf(povrun.processId()));
+    EXPECT_EQ(povrun.exitCode(), 0);
+    EXPECT_LE(most, 8) << "zombies piled up";
+    EXPECT_EQ(processesMarkedWith(mark, 1000).join(' ').toStdString(), "");
 }
