@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/stat.h>
@@ -24,34 +25,30 @@ namespace {
 
 std::mt19937 random(std::random_device{}());
 
+// Pids of the processes whose state letter and parent (from /proc) pass `keep`.
+QStringList processesWhere(const std::function<bool(const QString&, char, qint64)>& keep) {
+    QStringList found;
+    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
+        const QByteArray stat = testutil::readFile("/proc/" + pid + "/stat");
+        const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+        if (pid.toInt() > 0 && fields.size() > 1 && keep(pid, fields[0][0], fields[1].toLongLong()))
+            found << pid;
+    }
+    return found;
+}
+
 // Pids of the live processes (zombies do not count) marked with `mark`, once there are none
 // or `waitMs` have passed: tools ended by povrun may still be in the kernel's hands a moment.
 QStringList processesMarkedWith(const QByteArray& mark, int waitMs) {
     const QByteArray needle = "POVRUN_TEST_MARK=" + mark;
     for (int waited = 0;; waited += 20, QThread::msleep(20)) {
-        QStringList found;
-        for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
-            const QByteArray stat = testutil::readFile("/proc/" + pid + "/stat");
-            const int afterName = stat.lastIndexOf(')');
-            if (pid.toInt() > 0 && afterName >= 0 && stat.mid(afterName + 2, 1) != "Z" &&
-                testutil::readFile("/proc/" + pid + "/environ").split('\0').contains(needle))
-                found << pid;
-        }
+        const QStringList found = processesWhere([&](const QString& pid, char state, qint64) {
+            return state != 'Z' &&
+                   testutil::readFile("/proc/" + pid + "/environ").split('\0').contains(needle);
+        });
         if (found.isEmpty() || waited >= waitMs)
             return found;
     }
-}
-
-// Children of `parent` that have ended and wait to be reaped.
-int zombiesOf(qint64 parent) {
-    int zombies = 0;
-    for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
-        const QByteArray stat = testutil::readFile("/proc/" + pid + "/stat");
-        const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
-        zombies += pid.toInt() > 0 && fields.size() > 1 && fields[0] == "Z" &&
-                   fields[1].toLongLong() == parent;
-    }
-    return zombies;
 }
 
 // How povrun's standard output is wired in a trial, and what ends the run.
@@ -93,22 +90,11 @@ int nearlyFullPipe(const QString& path) {
     return fd;
 }
 
-QByteArray readAvailable(int fd) {
-    QByteArray all;
-    char buffer[4096];
-    for (ssize_t got; (got = read(fd, buffer, sizeof buffer)) > 0;)
-        all.append(buffer, static_cast<int>(got));
-    return all;
-}
-
 void expectStatus(const QProcess& povrun, int signal, Ending ending) {
-    if (ending == Ending::HEAD) { // bash passes on povrun's death by SIGPIPE
-        EXPECT_EQ(povrun.exitCode(), 128 + SIGPIPE);
-        return;
-    }
-    const bool term = signal == SIGTERM || ending != Ending::SIGNAL;
+    const bool term = ending != Ending::SIGNAL || signal == SIGTERM;
+    // bash passes on povrun's death by SIGPIPE as a status.
+    EXPECT_EQ(povrun.exitCode(), ending == Ending::HEAD ? 128 + SIGPIPE : term ? 1 : signal);
     EXPECT_EQ(povrun.exitStatus(), term ? QProcess::NormalExit : QProcess::CrashExit);
-    EXPECT_EQ(povrun.exitCode(), term ? 1 : signal);
 }
 
 // One trial on 4 groups of 75 goals; the prover takes a few milliseconds and the answers
@@ -162,7 +148,7 @@ void terminationTrial(int signal, Ending ending = Ending::SIGNAL) {
     EXPECT_EQ(s.leftInTmp().join(' ').toStdString(), "") << "secondary files left";
     // A verdict is recorded under the lock that the stop saves under, and printed after:
     // each one printed is in the file.
-    const QByteArray out = pipe >= 0 ? readAvailable(pipe) : s.state("out"), saved = s.state(POS);
+    const QByteArray out = s.state("out"), saved = s.state(POS);
     EXPECT_LE(out.count('+'), saved.count("Goal status=\"Proved\""));
     EXPECT_LE(out.count('!'), saved.count("Goal status=\"Disproved\""));
     if (pipe >= 0)
@@ -205,7 +191,9 @@ TEST(Chaos, OrphansOfToolsNeverPileUpAsZombies) {
     startPovrun(povrun, s, mark, Ending::SIGNAL);
     int most = 0;
     while (!povrun.waitForFinished(20))
-        most = std::max(most, zombiesOf(povrun.processId()));
+        most = std::max<int>(most, processesWhere([&](const QString&, char state, qint64 parent) {
+                                       return state == 'Z' && parent == povrun.processId();
+                                   }).size());
     EXPECT_EQ(povrun.exitCode(), 0);
     EXPECT_LE(most, 8) << "zombies piled up";
     EXPECT_EQ(processesMarkedWith(mark, 1000).join(' ').toStdString(), "");

@@ -75,6 +75,9 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     s.writePos({{"G", {goal("Proved", "Unproved", {}, false)}}});
     s.director()->play();
     EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
+    s.writePos({{"G", {goal("Unknown", "Unproved", {}, false)}}});
+    s.director()->play();
+    EXPECT_EQ(s.goalStatus(0, 0), "Disproved") << "an unknown goal starts again as unproved";
 }
 
 TEST(Director, DriverFilterAndFastModeChooseTheDriversPlayed) {
