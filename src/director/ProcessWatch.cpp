@@ -56,6 +56,9 @@ void Watch::addChild(pid_t pid, exit_t& result) {
     child.running = true;
     result.started = true;
     children.push_back(std::move(child));
+    // Another worker may have reaped it before its pidfd was opened: that pidfd may name
+    // another process by now, and the end is already in the registry.
+    takeEndIfReaped(children.back());
 }
 
 void Watch::addOutput(Fd fd, QByteArray& into) {
@@ -120,6 +123,10 @@ void Watch::pollOnce() {
 void Watch::collectIfEnded(Child& child) {
     // Whoever reaps records the end in the registry, which hands it over here.
     registry.reap();
+    takeEndIfReaped(child);
+}
+
+void Watch::takeEndIfReaped(Child& child) {
     if (!registry.collect(child.pid, *child.result))
         return;
     child.running = false;

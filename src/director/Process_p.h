@@ -91,7 +91,9 @@ private:
     // Reads a chunk from each pipe that `watched` (from openOutputs()) found ready.
     void readReady(const std::vector<pollfd>& watched);
     void pollOnce();
+    // Reaps what has ended, then takes `child`'s end if it is among them.
     void collectIfEnded(Child& child);
+    void takeEndIfReaped(Child& child);
     void drainRest();
 
     Registry& registry;
