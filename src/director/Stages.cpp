@@ -5,8 +5,10 @@
 #include "director/ProofDirector_p.h"
 
 #include <QFile>
+#include <cerrno>
 #include <iostream>
 #include <map>
+#include <unistd.h>
 
 using director::LogLine;
 using director::TRACE_PREFIX;
@@ -226,5 +228,13 @@ void ProofDirector::writeMarks() {
         std::lock_guard<std::mutex> lock(statusMutex);
         marks.swap(pendingMarks);
     }
-    std::cout << marks << std::flush;
+    // Past stdio, so that a write blocked on a full pipe holds no stdio lock: the end of
+    // a stopped run flushes the standard streams, and must not wait for this one.
+    std::cout.flush();
+    for (std::size_t done = 0; done < marks.size();) {
+        const ssize_t written = ::write(STDOUT_FILENO, marks.data() + done, marks.size() - done);
+        if (written < 0 && errno != EINTR)
+            return; // a reader that left: SIGPIPE stops the run
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
 }

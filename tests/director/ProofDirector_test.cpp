@@ -51,8 +51,8 @@ TEST(Director, StopSavesOnlyWhatTheFileLacks) {
         const QByteArray before = s.state(POS);
         // A stopped director keeps its locks for good: it is never destroyed, and kept
         // reachable it is no leak.
-        static std::vector<ProofDirector*> stopped;
-        ProofDirector* director = stopped.emplace_back(s.director().release());
+        static auto* stopped = new std::vector<ProofDirector*>();
+        ProofDirector* director = stopped->emplace_back(s.director().release());
         ASSERT_TRUE(director->reloadPosFile());
         if (answered)
             director->updateStatus({0, 0}, "Disproved");
