@@ -12,7 +12,7 @@ QString nameOfSignal(int signal) {
 
 QString endOfTool(const tool_end_t& tool) {
     if (!tool.started)
-        return QStringLiteral("could not start: ") + tool.failure;
+        return tool.failure;
     if (tool.crashed)
         return QStringLiteral("ended by signal ") + nameOfSignal(tool.signal);
     return QStringLiteral("ended with exit code %1").arg(tool.code);

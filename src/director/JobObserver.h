@@ -22,7 +22,7 @@ namespace director {
 struct tool_end_t {
     bool ran = false;
     bool started = false;
-    QString failure; // why it could not start
+    QString failure; // why it could not start: "cannot exec 'PATH': REASON" and the like
     bool crashed = false;
     int code = 0;
     int signal = 0;
@@ -54,7 +54,7 @@ struct job_report_t {
 // "SIGSEGV" for SIGSEGV; "signal N" for a number without a name.
 QString nameOfSignal(int signal);
 // How a tool that ran ended, in words: "ended by signal SIGSEGV", "ended with exit code 3"
-// or "could not start: REASON".
+// or why it could not start ("cannot exec 'PATH': REASON").
 QString endOfTool(const tool_end_t& tool);
 
 class JobObserver {

@@ -32,6 +32,7 @@ director::tool_end_t endOf(const process::exit_t& run, const QString& command) {
     end.code = run.code;
     end.signal = run.signal;
     end.errors = run.errors;
+    end.failure = run.failure;
     end.command = command;
     return end;
 }
@@ -55,25 +56,35 @@ std::string ProofDirector::goalsText(const std::vector<po_address_t>& addresses)
     return text;
 }
 
+std::string ProofDirector::toolHeading(const char* role, const std::filesystem::path& tool,
+                                       const std::vector<po_address_t>& addresses) const {
+    return "povrun: driver " + utf8(driver.name) + ", " + role + " " + tool.string() + ", " +
+           goalsText(addresses);
+}
+
 void ProofDirector::showToolErrors(const char* role, const std::filesystem::path& tool,
                                    const std::vector<po_address_t>& addresses,
                                    const process::exit_t& run) const {
-    if (run.errors.isEmpty())
-        return;
-    std::string block = std::string("povrun: driver ") + utf8(driver.name) + ", " + role + " " +
-                        tool.string() + ", " + goalsText(addresses) +
-                        ", wrote on standard error:\n" + run.errors.toStdString();
-    if (block.back() != '\n')
-        block += '\n';
+    std::string block;
+    if (!run.started && !run.failure.isEmpty())
+        block = toolHeading(role, tool, addresses) + ": " + utf8(run.failure) + "\n";
+    if (!run.errors.isEmpty()) {
+        block += toolHeading(role, tool, addresses) + ", wrote on standard error:\n" +
+                 run.errors.toStdString();
+        if (block.back() != '\n')
+            block += '\n';
+    }
     if (run.errorsDropped > 0)
         block += "[" + std::to_string(run.errorsDropped) + " more bytes]\n";
-    sayWhole(block);
+    if (!block.empty())
+        sayWhole(block);
 }
 
-void ProofDirector::sayFailedJob(const std::vector<po_address_t>& addresses, const char* role,
+void ProofDirector::sayFailedJob(const char* role, const std::filesystem::path& tool,
+                                 const std::vector<po_address_t>& addresses,
                                  const process::exit_t& end) const {
-    sayWhole("povrun: driver " + utf8(driver.name) + ", " + goalsText(addresses) + ": " + role +
-             " " + utf8(director::endOfTool(endOf(end, QString()))) + "\n");
+    sayWhole(toolHeading(role, tool, addresses) + ": " +
+             utf8(director::endOfTool(endOf(end, QString()))) + "\n");
 }
 
 void ProofDirector::sayMiscount(const std::vector<po_address_t>& addresses, int lines,

@@ -2,15 +2,12 @@
 #include "director/Process_p.h"
 
 #include <QFile>
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
-#include <poll.h>
 #include <spawn.h>
 #include <string>
-#include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 extern char** environ;
@@ -18,17 +15,22 @@ extern char** environ;
 namespace process {
 namespace {
 
-Fd openForReading(const char* path) {
-    return Fd(::open(path, O_RDONLY | O_CLOEXEC));
+QString reasonOf(int error) {
+    return QString::fromLocal8Bit(strerror(error));
 }
 
-Fd openNullForWriting() {
-    return Fd(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+Fd openOrSay(const char* path, int flags, QString& failure) {
+    Fd fd(::open(path, flags | O_CLOEXEC));
+    if (!fd.valid())
+        failure =
+            QStringLiteral("cannot open '%1': %2").arg(QFile::decodeName(path), reasonOf(errno));
+    return fd;
 }
 
-// Starts `command` with its standard streams on `in`, `out` and `err`; -1 when it cannot
-// be executed. glibc's posix_spawn reports a failed exec as its result.
-pid_t spawn(const command_t& command, int in, int out, int err) {
+// Starts `command` in a process group of its own with its standard streams on `in`,
+// `out` and `err`; -1, with the reason in `failure`, when it cannot be executed (glibc's
+// posix_spawn reports a failed exec as its result).
+pid_t spawn(const command_t& command, int in, int out, int err, QString& failure) {
     std::vector<std::string> words;
     words.push_back(command.program.string());
     for (const QString& arg : command.args)
@@ -49,94 +51,55 @@ pid_t spawn(const command_t& command, int in, int out, int err) {
     sigemptyset(&none);
     posix_spawnattr_setsigmask(&attributes, &none);
     // A tool writing into a pipe its reader left must end as tools do, whatever povrun's
-    // own parent chose for SIGPIPE.
+    // own parent chose for SIGPIPE, and povrun's own choice for it.
     sigset_t pipeSignal;
     sigemptyset(&pipeSignal);
     sigaddset(&pipeSignal, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes, &pipeSignal);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
+                                              POSIX_SPAWN_SETPGROUP);
     pid_t pid = -1;
-    const int failure =
+    const int error =
         posix_spawn(&pid, words[0].c_str(), &actions, &attributes, argv.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
-    return failure == 0 ? pid : -1;
+    if (error == 0)
+        return pid;
+    failure = QStringLiteral("cannot exec '%1': %2")
+                  .arg(QString::fromStdString(words[0]), reasonOf(error));
+    return -1;
 }
 
-// Starts `command` through the registry; -1 when it could not be executed, -2 when the
-// registry is stopping.
-pid_t startRegistered(Registry& registry, const command_t& command, int in, int out, int err) {
-    pid_t pid = -1;
-    if (!registry.start([&] { return pid = spawn(command, in, out, err); }))
-        return -2;
-    return pid;
+// Starts `command` through the registry; -1 when it could not be executed (the reason is
+// in `result`), Registry::REFUSED when the registry is stopping.
+pid_t startOwned(Registry& registry, const command_t& command, int in, int out, int err,
+                 exit_t& result) {
+    return registry.start([&] { return spawn(command, in, out, err, result.failure); });
 }
 
 } // namespace
 
-bool Registry::start(const std::function<pid_t()>& spawnOne) {
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        if (stopped)
-            return false;
-        ++starting;
+bool makePipe(Fd& readEnd, Fd& writeEnd, QString& failure) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        failure = QStringLiteral("cannot make a pipe: %1").arg(reasonOf(errno));
+        return false;
     }
-    // Spawned outside the lock, so that workers start their tools side by side.
-    const pid_t pid = spawnOne();
-    std::lock_guard<std::mutex> lock(mutex);
-    --starting;
-    if (pid > 0)
-        pids.push_back(pid);
-    // A stop that began meanwhile may have swept the process tree already.
-    if (stopped && pid > 0)
-        ::kill(pid, SIGKILL);
-    if (pids.empty() && starting == 0)
-        emptied.notify_all();
+    readEnd.reset(ends[0]);
+    writeEnd.reset(ends[1]);
     return true;
-}
-
-void Registry::forget(pid_t pid) {
-    std::lock_guard<std::mutex> lock(mutex);
-    for (auto it = pids.begin(); it != pids.end(); ++it) {
-        if (*it == pid) {
-            pids.erase(it);
-            break;
-        }
-    }
-    if (pids.empty() && starting == 0)
-        emptied.notify_all();
-}
-
-std::vector<pid_t> Registry::beginStop() {
-    std::lock_guard<std::mutex> lock(mutex);
-    stopped = true;
-    return pids;
-}
-
-bool Registry::stopping() const {
-    std::lock_guard<std::mutex> lock(mutex);
-    return stopped;
-}
-
-void Registry::waitUntilEmpty(std::chrono::milliseconds limit) {
-    std::unique_lock<std::mutex> lock(mutex);
-    emptied.wait_for(lock, limit, [this] { return pids.empty() && starting == 0; });
-}
-
-void kill(pid_t pid, int signal) {
-    if (pid > 0)
-        ::kill(pid, signal);
 }
 
 bool runAlone(const command_t& tool, Registry& registry, exit_t& result) {
     result = exit_t();
-    Fd input = openForReading("/dev/null");
-    Fd output = openNullForWriting();
+    Fd input = openOrSay("/dev/null", O_RDONLY, result.failure);
+    Fd output = openOrSay("/dev/null", O_WRONLY, result.failure);
     Fd errRead, errWrite;
-    if (!makePipe(errRead, errWrite))
+    if (!input.valid() || !output.valid() || !makePipe(errRead, errWrite, result.failure))
         return !registry.stopping();
-    const pid_t pid = startRegistered(registry, tool, input.get(), output.get(), errWrite.get());
-    if (pid == -2)
+    const pid_t pid = startOwned(registry, tool, input.get(), output.get(), errWrite.get(), result);
+    if (pid == Registry::REFUSED)
         return false;
     errWrite.reset();
     if (pid < 0)
@@ -148,48 +111,72 @@ bool runAlone(const command_t& tool, Registry& registry, exit_t& result) {
     return true;
 }
 
+namespace {
+
+// The descriptors of one pipeline: the prover's input, the pipe into the reader, the
+// reader's output and both tools' standard error.
+struct pipelineEnds_t {
+    Fd input, pipeRead, pipeWrite, outRead, outWrite, proverErrRead, proverErrWrite, readerErrRead,
+        readerErrWrite;
+};
+
+// False, with the reason given to both tools, when a pipe could not be made.
+bool openEnds(pipelineEnds_t& ends, const QString& inputFile, pipeline_t& result) {
+    QString failure;
+    if (!makePipe(ends.pipeRead, ends.pipeWrite, failure) ||
+        !makePipe(ends.outRead, ends.outWrite, failure) ||
+        !makePipe(ends.proverErrRead, ends.proverErrWrite, failure) ||
+        !makePipe(ends.readerErrRead, ends.readerErrWrite, failure)) {
+        result.prover.failure = result.reader.failure = failure;
+        return false;
+    }
+    const QByteArray inputPath =
+        inputFile.isEmpty() ? QByteArray("/dev/null") : QFile::encodeName(inputFile);
+    // A missing input is the writer's failure, already said as such.
+    QString missingInput;
+    ends.input = openOrSay(inputPath.constData(), O_RDONLY, missingInput);
+    return true;
+}
+
+} // namespace
+
 bool runPipeline(const command_t& prover, const QString& inputFile, const command_t& reader,
                  Registry& registry, pipeline_t& result) {
     result = pipeline_t();
-    const QByteArray inputPath =
-        inputFile.isEmpty() ? QByteArray("/dev/null") : QFile::encodeName(inputFile);
-    Fd input = openForReading(inputPath.constData());
-    Fd pipeRead, pipeWrite, outRead, outWrite, proverErrRead, proverErrWrite, readerErrRead,
-        readerErrWrite;
-    if (!makePipe(pipeRead, pipeWrite) || !makePipe(outRead, outWrite) ||
-        !makePipe(proverErrRead, proverErrWrite) || !makePipe(readerErrRead, readerErrWrite))
+    pipelineEnds_t ends;
+    if (!openEnds(ends, inputFile, result))
         return !registry.stopping();
     pid_t proverPid = -1;
     // A missing input file keeps the prover from starting, as a program that cannot run
     // does; its reader then reads an empty input.
-    if (input.valid()) {
-        proverPid =
-            startRegistered(registry, prover, input.get(), pipeWrite.get(), proverErrWrite.get());
-        if (proverPid == -2)
+    if (ends.input.valid()) {
+        proverPid = startOwned(registry, prover, ends.input.get(), ends.pipeWrite.get(),
+                               ends.proverErrWrite.get(), result.prover);
+        if (proverPid == Registry::REFUSED)
             return false;
     }
-    pipeWrite.reset();
-    proverErrWrite.reset();
-    const pid_t readerPid =
-        startRegistered(registry, reader, pipeRead.get(), outWrite.get(), readerErrWrite.get());
-    pipeRead.reset();
-    outWrite.reset();
-    readerErrWrite.reset();
-    if (readerPid == -2)
-        kill(proverPid, SIGKILL); // a stop began: nobody will read the prover
+    ends.pipeWrite.reset();
+    ends.proverErrWrite.reset();
+    const pid_t readerPid = startOwned(registry, reader, ends.pipeRead.get(), ends.outWrite.get(),
+                                       ends.readerErrWrite.get(), result.reader);
+    ends.pipeRead.reset();
+    ends.outWrite.reset();
+    ends.readerErrWrite.reset();
+    if (readerPid == Registry::REFUSED)
+        registry.signal(proverPid, SIGKILL); // a stop began: nobody will read the prover
     Watch watch(registry, [&](const Child& child) {
         if (child.pid == proverPid && child.result->crashed && readerPid > 0)
-            kill(readerPid, SIGKILL);
+            registry.signal(readerPid, SIGKILL);
     });
     if (proverPid > 0)
         watch.addChild(proverPid, result.prover);
     if (readerPid > 0)
         watch.addChild(readerPid, result.reader);
-    watch.addOutput(std::move(outRead), result.output);
-    watch.addErrors(std::move(proverErrRead), result.prover);
-    watch.addErrors(std::move(readerErrRead), result.reader);
+    watch.addOutput(std::move(ends.outRead), result.output);
+    watch.addErrors(std::move(ends.proverErrRead), result.prover);
+    watch.addErrors(std::move(ends.readerErrRead), result.reader);
     watch.run();
-    return readerPid != -2;
+    return readerPid != Registry::REFUSED;
 }
 
 } // namespace process

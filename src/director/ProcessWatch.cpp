@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <poll.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 
 namespace process {
 namespace {
@@ -57,6 +56,9 @@ void Watch::addChild(pid_t pid, exit_t& result) {
     child.running = true;
     result.started = true;
     children.push_back(std::move(child));
+    // Another worker may have reaped it before its pidfd was opened: that pidfd may name
+    // another process by now, and the end is already in the registry.
+    takeEndIfReaped(children.back());
 }
 
 void Watch::addOutput(Fd fd, QByteArray& into) {
@@ -80,12 +82,28 @@ void Watch::run() {
     drainRest();
 }
 
-void Watch::pollOnce() {
+std::vector<pollfd> Watch::openOutputs() const {
     std::vector<pollfd> watched;
-    int timeout = -1;
     for (const Output& output : outputs)
         if (output.fd.valid())
             watched.push_back({output.fd.get(), POLLIN, 0});
+    return watched;
+}
+
+void Watch::readReady(const std::vector<pollfd>& watched) {
+    std::size_t i = 0;
+    for (Output& output : outputs) {
+        if (!output.fd.valid())
+            continue;
+        if (watched[i++].revents != 0 && readSome(output) == Read::ENDED)
+            output.fd.reset();
+    }
+}
+
+void Watch::pollOnce() {
+    std::vector<pollfd> watched = openOutputs();
+    const std::size_t firstChild = watched.size();
+    int timeout = -1;
     for (const Child& child : children) {
         if (child.running && child.pidfd.valid())
             watched.push_back({child.pidfd.get(), POLLIN, 0});
@@ -94,44 +112,42 @@ void Watch::pollOnce() {
     }
     if (::poll(watched.data(), watched.size(), timeout) < 0 && errno != EINTR)
         timeout = 10;
-    std::size_t i = 0;
-    for (Output& output : outputs) {
-        if (!output.fd.valid())
-            continue;
-        if (watched[i++].revents != 0 && readSome(output) == Read::ENDED)
-            output.fd.reset();
+    readReady(watched);
+    std::size_t i = firstChild;
+    for (Child& child : children) {
+        if (child.running && (!child.pidfd.valid() || watched[i++].revents != 0))
+            collectIfEnded(child);
     }
-    for (Child& child : children)
-        if (child.running)
-            reapIfEnded(child);
 }
 
-void Watch::reapIfEnded(Child& child) {
-    siginfo_t info{};
-    if (waitid(P_PID, static_cast<id_t>(child.pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
-        info.si_pid != child.pid)
+void Watch::collectIfEnded(Child& child) {
+    // Whoever reaps records the end in the registry, which hands it over here.
+    registry.reap();
+    takeEndIfReaped(child);
+}
+
+void Watch::takeEndIfReaped(Child& child) {
+    if (!registry.collect(child.pid, *child.result))
         return;
-    registry.forget(child.pid);
-    int status = 0;
-    while (waitpid(child.pid, &status, 0) < 0 && errno == EINTR) {
-    }
     child.running = false;
     child.pidfd.reset();
-    child.result->crashed = WIFSIGNALED(status);
-    child.result->signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    child.result->code = WIFEXITED(status) ? WEXITSTATUS(status) : 0;
     ended(child);
 }
 
 void Watch::drainRest() {
-    for (Output& output : outputs) {
-        if (!output.fd.valid())
-            continue;
-        fcntl(output.fd.get(), F_SETFL, fcntl(output.fd.get(), F_GETFL) | O_NONBLOCK);
-        while (readSome(output) == Read::SOME) {
-        }
-        output.fd.reset();
+    using clock = std::chrono::steady_clock;
+    const clock::time_point deadline = clock::now() + DRAIN_LIMIT;
+    for (;;) {
+        std::vector<pollfd> watched = openOutputs();
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - clock::now());
+        if (watched.empty() || left.count() <= 0)
+            break;
+        if (::poll(watched.data(), watched.size(), static_cast<int>(left.count())) > 0)
+            readReady(watched);
     }
+    for (Output& output : outputs)
+        output.fd.reset();
 }
 
 } // namespace process

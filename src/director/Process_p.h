@@ -4,8 +4,10 @@
 
 #include "director/Process.h"
 
+#include <chrono>
 #include <fcntl.h>
 #include <functional>
+#include <poll.h>
 #include <unistd.h>
 #include <vector>
 
@@ -42,16 +44,11 @@ private:
     int fd = -1;
 };
 
-inline bool makePipe(Fd& readEnd, Fd& writeEnd) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        return false;
-    readEnd.reset(ends[0]);
-    writeEnd.reset(ends[1]);
-    return true;
-}
+// Opens a pipe whose ends close on exec; false, with the reason in `failure`, when the
+// system has no descriptor left or refuses.
+bool makePipe(Fd& readEnd, Fd& writeEnd, QString& failure);
 
-// One child being watched: it is known to have ended before it is reaped.
+// One child being watched; its end is collected from the registry that reaped it.
 struct Child {
     pid_t pid = -1;
     Fd pidfd; // readable once the child has ended; invalid where pidfds are missing
@@ -69,8 +66,10 @@ struct Output {
 };
 
 // Watches children and the pipes that carry their output until every child has ended;
-// whatever the pipes hold then is read, but a grandchild that keeps a pipe open is not
-// waited for.
+// then reads the pipes for at most DRAIN_LIMIT more, so that a grandchild that keeps one
+// open (or writes into it for ever) cannot keep the job alive.
+constexpr std::chrono::milliseconds DRAIN_LIMIT{100};
+
 class Watch {
 public:
     // `ended` is called for each child as it is reaped.
@@ -87,8 +86,14 @@ public:
 
 private:
     bool anyRunning() const;
+    // Poll entries for the pipes still open, in the order of `outputs`.
+    std::vector<pollfd> openOutputs() const;
+    // Reads a chunk from each pipe that `watched` (from openOutputs()) found ready.
+    void readReady(const std::vector<pollfd>& watched);
     void pollOnce();
-    void reapIfEnded(Child& child);
+    // Reaps what has ended, then takes `child`'s end if it is among them.
+    void collectIfEnded(Child& child);
+    void takeEndIfReaped(Child& child);
     void drainRest();
 
     Registry& registry;

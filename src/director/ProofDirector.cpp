@@ -1,7 +1,6 @@
 // The director's state: construction, queries, loading and saving the .pos file, stop.
 
 #include "director/ProofDirector.h"
-#include "director/ProcessTree.h"
 #include "director/ProofDirector_p.h"
 
 #include <QFile>
@@ -26,9 +25,9 @@ QDomElement mechanismElementOf(const QDomElement& goal, const QString& name) {
 namespace {
 
 // How long stop() lets tools pass a SIGTERM on before it kills what is left, and how long
-// it then waits for the workers to reap them.
+// it then waits for them to end.
 constexpr std::chrono::milliseconds STOP_GRACE{1000};
-constexpr std::chrono::milliseconds REAP_WAIT{2000};
+constexpr std::chrono::milliseconds STOP_REAP{2000};
 
 QString groupNameOf(const QDomElement& group) {
     return group.firstChildElement(pos::TAG_TAG).text();
@@ -225,10 +224,9 @@ bool ProofDirector::hasUnsavedState() const {
 }
 
 void ProofDirector::stop() {
-    tools.beginStop();
-    processtree::endDescendants(STOP_GRACE);
-    // A writer still running could otherwise create its file after the clean-up.
-    tools.waitUntilEmpty(REAP_WAIT);
+    // Every tool has ended before the clean-up: a writer still running could otherwise
+    // create its file after it.
+    tools.stop(STOP_GRACE, STOP_REAP);
     // Keeps the locks on purpose: the caller exits right after, and no worker may change
     // the document or start a save that the exit would cut in half.
     saver.holdForExit();

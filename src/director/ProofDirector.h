@@ -5,25 +5,28 @@
 // the document and keeps the file in step with it.
 //
 // Threading model. The main thread loads the file, builds each driver's jobs and joins
-// its workers before the next driver; workers run jobs only. The locks, each a leaf
-// unless an order is given, and always taken in this order where two are held:
-//   saver's writeMutex -> statusMutex -> saver's wakeMutex
+// its workers before the next driver; workers run jobs only; stop() runs on the signal
+// watcher's thread beside them. The locks, each a leaf unless an order is given, and
+// always taken in this order where two are held:
+//   outputMutex -> saver's writeMutex -> statusMutex -> saver's wakeMutex
 //   - jobMutex: nextJob only; held to take an index (and to keep a worker's trace line
 //     whole), never during a job.
-//   - statusMutex: dom, poTable, unprovedCount, operationCount and the saver's kept texts,
-//     and the per-PO marks on standard output; a prover job holds it from its first
-//     heading to its save request, so the marks of two jobs never mix.
-//   - tools (process::Registry): the running tools and the stop flag; held to start or
-//     forget a tool, so that no tool starts after stop() took the list.
+//   - outputMutex: standard output's job marks; held to write the recorded marks. Never
+//     needed by stop(), so a write that blocks cannot keep a stop from ending.
+//   - statusMutex: dom, poTable, unprovedCount, operationCount, the recorded marks not yet
+//     written, the saver's kept texts, and writerJobs (swapped under it, because stop()
+//     reads it); a prover job holds it while it records its answers and their marks.
+//   - tools (process::Registry): the tools' pids and the stop flag; see Process.h.
 //   - errorMutex: errors and workerFailure; held only to append or read.
+//   - the tool errors' lock (Stages.cpp): keeps one job's block whole on standard error.
 //   - the saver's writeMutex and wakeMutex (see StatusSaver.h): one write at a time, and
 //     the background saver's orders.
-// The original design had two locks and a stop() that took none. Workers now append to
-// errors and the tool list at once, and stop() runs on a watcher thread beside the
-// workers, so those lists got their own locks; stop() takes them, and the save locks,
-// because it must not save a document a worker is half-way through changing.
-// driver, writerJobs, proverJobs and the settings need no lock: the main thread writes
-// them only while no worker runs, and workers only read them.
+//   - povrun's directorMutex (outside the director): held by the signal watcher from
+//     stop() to the end of the process, so a director is never destroyed under a stop.
+// stop() takes the tools' lock, then the save locks for good: it must not save a
+// document a worker is half-way through changing.
+// driver, proverJobs and the settings need no lock: the main thread writes them only
+// while no worker runs, and workers only read them.
 
 #include "director/JobObserver.h"
 #include "director/Process.h"
@@ -114,8 +117,9 @@ public:
     // made read-only): the run must not end as a success.
     bool hasUnsavedState() const;
     // Safe from another thread while workers run: ends every running tool and what it
-    // started (SIGTERM, then SIGKILL after a short grace), removes the secondary files and
-    // saves the document. Keeps the status lock: the caller exits afterwards.
+    // started (SIGTERM, then SIGKILL after a short grace), refuses new ones, removes the
+    // secondary files and saves the document when the file does not hold it already.
+    // Never writes to standard output. Keeps the status lock: the caller exits afterwards.
     void stop();
 
     // Answers jobs from `cache` when it holds their answers, and stores there the answers
@@ -171,9 +175,13 @@ private:
     void appendError(const QString& message);
     // Writes what a tool said on standard error, as one block headed by the driver, the
     // tool and the job's POs; blocks of concurrent jobs never mix.
+    // A tool that could not start says why in the same block.
     void showToolErrors(const char* role, const std::filesystem::path& tool,
                         const std::vector<po_address_t>& addresses,
                         const process::exit_t& run) const;
+    // "povrun: driver D, ROLE TOOL, POs G.N ...", the head of a tool's lines.
+    std::string toolHeading(const char* role, const std::filesystem::path& tool,
+                            const std::vector<po_address_t>& addresses) const;
     void runJobs();
     void startWorkers(std::vector<std::unique_ptr<std::thread>>& workers, std::size_t wanted);
     void finishDriver();
@@ -204,9 +212,10 @@ private:
     QString writerFailure(const writer_data_t& job, const process::exit_t& writer);
     // "POs G.1 H.3": the goals at `addresses` as a user names them.
     std::string goalsText(const std::vector<po_address_t>& addresses) const;
-    // One line on standard error naming the driver, the job's goals and how `role` ended.
-    void sayFailedJob(const std::vector<po_address_t>& addresses, const char* role,
-                      const process::exit_t& end) const;
+    // One line on standard error naming the driver, the tool, the job's goals and how the
+    // tool ended.
+    void sayFailedJob(const char* role, const std::filesystem::path& tool,
+                      const std::vector<po_address_t>& addresses, const process::exit_t& end) const;
     void sayMiscount(const std::vector<po_address_t>& addresses, int lines,
                      const process::pipeline_t* run, director::job_report_t* report) const;
     // The observer's record of job `index`, made by its first call; reportsMutex guards
@@ -221,10 +230,15 @@ private:
     // Hands job `index`'s record to the observer, unless the stop ended the job.
     void endReport(unsigned long long index, const prover_data_t& job,
                    std::chrono::steady_clock::time_point start, director::job_report_t* report);
-    void printHeadingsUpTo(unsigned long long group);
+    void printHeadingsUpTo(unsigned long long group, std::string& marks);
     void printMarks(const prover_data_t& job, const QStringList& lines,
                     director::job_report_t* report);
-    void printModel(const QStringList& lines, int& line) const;
+    // Applies a job's answers and records its marks. Caller holds statusMutex.
+    void recordAnswers(const prover_data_t& job, const QStringList& lines,
+                       director::job_report_t* report);
+    // Writes the marks recorded so far to standard output, in order, without statusMutex.
+    void writeMarks();
+    void printModel(const QStringList& lines, int& line, std::string& marks) const;
     // Forgets the document and the table, so that nothing stale can be saved.
     void forgetDocument();
     // Removes every element of this mechanism from dom and says how many goals had one.
@@ -257,9 +271,12 @@ private:
     mechanism::driver_t driver;
     uint32_t operationCount = 0;
     uint32_t unprovedCount = 0;
-    // Guards dom, poTable, the counters and the per-PO marks on stdout; a prover job holds
-    // it from its first heading to its save request.
+    // Guards dom, poTable, the counters, pendingMarks and writerJobs' replacement; a prover
+    // job holds it from its first heading to its save request.
     std::mutex statusMutex;
+    std::string pendingMarks;
+    // Held to write the job marks to standard output; stop() never needs it.
+    std::mutex outputMutex;
     po_table_t poTable;
     std::vector<writer_data_t> writerJobs;
     std::vector<prover_data_t> proverJobs;

@@ -6,8 +6,8 @@
 
 #include <QDomElement>
 #include <QString>
-#include <chrono>
 #include <QStringList>
+#include <chrono>
 #include <iostream>
 #include <sstream>
 #include <string>

@@ -5,9 +5,11 @@
 #include "director/ProofDirector_p.h"
 
 #include <QFile>
+#include <cerrno>
 #include <chrono>
 #include <iostream>
 #include <map>
+#include <unistd.h>
 
 using director::LogLine;
 using director::TRACE_PREFIX;
@@ -54,6 +56,9 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
     process::exit_t writer;
     if (!process::runAlone({job.cmd, job.args}, tools, writer))
         return; // stopping
+    if (!writer.started)
+        LogLine() << TRACE_PREFIX << "Writer had an error.";
+    // Why it could not start, and what it wrote on standard error.
     showToolErrors("writer", job.cmd, job.positions, writer);
     const QString failure = writerFailure(job, writer);
     if (observer != nullptr)
@@ -63,17 +68,15 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
 // Says what went wrong with a writer job, if anything; returns the log line's text.
 QString ProofDirector::writerFailure(const writer_data_t& job, const process::exit_t& writer) {
     if (!writer.started) {
-        LogLine() << TRACE_PREFIX << "Writer had an error.";
         appendError(tr("Error starting secondary proof obligation generation for driver %1.")
                         .arg(driver.name));
-        sayFailedJob(job.positions, "writer", writer);
         return QStringLiteral("Writer had an error.");
     }
     if (writer.crashed) {
         LogLine() << TRACE_PREFIX << "Writer crashed.";
         appendError(
             tr("Secondary proof obligation generation for driver %1 crashed.").arg(driver.name));
-        sayFailedJob(job.positions, "writer", writer);
+        sayFailedJob("writer", job.cmd, job.positions, writer);
         return QStringLiteral("Writer crashed.");
     }
     // The exit code is not examined: the file is the writer's only answer.
@@ -158,7 +161,7 @@ bool ProofDirector::runProverAndReader(const prover_data_t& job, process::pipeli
     if (run.prover.crashed) {
         LogLine() << "Driver prover crashed.";
         appendError(tr("Driver %1 prover crashed.").arg(driver.name));
-        sayFailedJob(job.addresses, "prover", run.prover);
+        sayFailedJob("prover", job.cmdp, job.addresses, run.prover);
         if (report != nullptr)
             report->failures << QStringLiteral("Driver prover crashed.");
         return false;
@@ -166,7 +169,7 @@ bool ProofDirector::runProverAndReader(const prover_data_t& job, process::pipeli
     if (run.reader.crashed) {
         LogLine() << "Driver reader crashed.";
         appendError(tr("Driver %1 reader crashed.").arg(driver.name));
-        sayFailedJob(job.addresses, "reader", run.reader);
+        sayFailedJob("reader", job.cmdr, job.addresses, run.reader);
         if (report != nullptr)
             report->failures << QStringLiteral("Driver reader crashed.");
         return false;
@@ -198,36 +201,46 @@ director::cache_counts_t ProofDirector::getCacheCounts() const {
     return {cacheAnswered.load(), cacheRun.load(), cacheStored.load()};
 }
 
-void ProofDirector::printHeadingsUpTo(unsigned long long group) {
+void ProofDirector::printHeadingsUpTo(unsigned long long group, std::string& marks) {
     while (operationCount <= group) {
         if (operationCount != 0)
-            std::cout << (xml ? "</operation>" : "") << std::endl;
-        std::cout << "\t\t" << (xml ? "<operation><name>" : "") << poTable.at(operationCount).first
-                  << (xml ? "</name>" : "") << std::endl
-                  << "\t\t\t";
+            marks += std::string(xml ? "</operation>" : "") + "\n";
+        marks += std::string("\t\t") + (xml ? "<operation><name>" : "") +
+                 poTable.at(operationCount).first + (xml ? "</name>" : "") + "\n\t\t\t";
         ++operationCount;
     }
 }
 
 // Single-PO mode: what follows the verdict is the prover's model, echoed.
-void ProofDirector::printModel(const QStringList& lines, int& line) const {
-    std::cout << (xml ? "<model>\n" : "model:\n");
+void ProofDirector::printModel(const QStringList& lines, int& line, std::string& marks) const {
+    marks += xml ? "<model>\n" : "model:\n";
     for (; line < lines.size(); ++line)
-        std::cout << utf8(lines[line]) << '\n';
-    std::cout << (xml ? "</model>\n" : "\n");
+        marks += utf8(lines[line]) + '\n';
+    marks += xml ? "</model>\n" : "\n";
 }
 
 void ProofDirector::printMarks(const prover_data_t& job, const QStringList& lines,
                                director::job_report_t* report) {
-    std::lock_guard<std::mutex> lock(statusMutex);
+    {
+        std::lock_guard<std::mutex> lock(statusMutex);
+        recordAnswers(job, lines, report);
+    }
+    writeMarks();
+}
+
+void ProofDirector::recordAnswers(const prover_data_t& job, const QStringList& lines,
+                                  director::job_report_t* report) {
+    // The marks go into one text, written after the lock is released: standard output
+    // may block (a pipe nobody reads), and stop() needs this lock to save.
+    std::string& marks = pendingMarks;
     bool changed = false;
     int line = 0;
     for (const po_address_t& address : job.addresses) {
-        printHeadingsUpTo(address.first);
+        printHeadingsUpTo(address.first, marks);
         const QString answer = line < lines.size() ? lines[line] : QString();
         ++line;
         if (!isAnswer(answer)) {
-            std::cout << (xml ? "<m/>" : "-");
+            marks += xml ? "<m/>" : "-";
             if (report != nullptr)
                 report->goals.push_back(unansweredGoal(address, answer));
             continue;
@@ -243,15 +256,34 @@ void ProofDirector::printMarks(const prover_data_t& job, const QStringList& line
         if (report != nullptr)
             report->goals.push_back(
                 {poTable[address.first].first, address.second + 1, answer, before, status, answer});
-        std::cout << (xml ? xmlOfStatus.at(status) : stringOfStatus.at(status));
+        marks += xml ? xmlOfStatus.at(status) : stringOfStatus.at(status);
         if (!poSelector.isEmpty())
-            printModel(lines, line);
+            printModel(lines, line, marks);
         changed = true;
     }
-    std::cout.flush();
     if (changed) {
         if (trace == 1)
             LogLine() << TRACE_PREFIX << "Saving new DOM in POS file " << utf8(posPath);
         saver.requestSave();
+    }
+}
+
+void ProofDirector::writeMarks() {
+    // Whoever holds outputMutex writes every text recorded so far, in the order recorded,
+    // so the marks of one job stay together and the headings in their place.
+    std::lock_guard<std::mutex> writing(outputMutex);
+    std::string marks;
+    {
+        std::lock_guard<std::mutex> lock(statusMutex);
+        marks.swap(pendingMarks);
+    }
+    // Past stdio, so that a write blocked on a full pipe holds no stdio lock: the end of
+    // a stopped run flushes the standard streams, and must not wait for this one.
+    std::cout.flush();
+    for (std::size_t done = 0; done < marks.size();) {
+        const ssize_t written = ::write(STDOUT_FILENO, marks.data() + done, marks.size() - done);
+        if (written < 0 && errno != EINTR)
+            return; // a reader that left: SIGPIPE stops the run
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
     }
 }

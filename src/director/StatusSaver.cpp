@@ -180,6 +180,9 @@ void StatusSaver::holdForExit() {
 }
 
 bool StatusSaver::saveHeld() {
+    // Nothing new since the last good write: the file stays as it is, byte for byte.
+    if (!unsaved && !failedLast)
+        return true;
     return write(snapshotLocked());
 }
 
@@ -193,9 +196,14 @@ bool StatusSaver::usesGroupTexts() const {
 
 bool StatusSaver::write(const snapshot_t& snapshot) {
     const QFileInfo info(path);
-    // A missing file is never created, and a document without a root never written.
-    if (!info.exists() || snapshot.empty)
+    // A document without a root is never written, and a missing file never created.
+    if (snapshot.empty)
         return false;
+    // The document was read from the file, so it vanished since: the verdicts are lost.
+    if (!info.exists()) {
+        reportFailure(QString::fromLocal8Bit(strerror(ENOENT)));
+        return false;
+    }
     // Respect a file the user made read-only, even when running as root, who could
     // write it anyway.
     if (!(info.permissions() & QFileDevice::WriteOwner)) {

@@ -8,9 +8,9 @@
 // bytes are those the whole document would serialise to.
 //
 // Every write is atomic (a temporary file beside the .pos, synced, renamed over it), never
-// creates a missing file and never writes a document without a root. A write that fails
-// is said once on standard error, with the file and the system's reason, and retried by
-// the next save.
+// creates a missing file and never writes a document without a root. A write that fails,
+// or finds the file gone, is said once on standard error, with the file and the system's
+// reason, and retried by the next save.
 //
 // Locks, always taken in this order: writeMutex (one write at a time, held while the file
 // is written) -> the director's statusMutex (held to refresh the changed groups and copy
@@ -53,7 +53,8 @@ public:
     // For stop(): takes writeMutex and statusMutex and keeps them for ever, so that
     // nothing changes the document or the file before the process exits.
     void holdForExit();
-    // stop()'s save, after holdForExit(): writes the newest state now.
+    // stop()'s save, after holdForExit(): writes the newest state now, unless the file
+    // already holds it.
     bool saveHeld();
     // True when the last write failed (the file holds an older state).
     bool lastWriteFailed() const;

@@ -1,6 +1,6 @@
 // povrun: replays external proof mechanisms on the proof obligations of one component.
 
-#include "director/ProcessTree.h"
+#include "director/Process.h"
 #include "director/ProofDirector.h"
 #include "front/Options.h"
 #include "front/Progress.h"
@@ -14,10 +14,12 @@
 #include <QHash>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
+#include <future>
 #include <iostream>
 #include <list>
 #include <malloc.h>
@@ -40,9 +42,18 @@ std::mutex directorMutex;
 std::atomic<RunReport*> activeReport{nullptr};
 
 // Each handled signal is turned into one byte, its number, on this pipe; the watcher
-// thread does the real work outside the signal handler.
+// thread does the real work outside the signal handler. SIGPIPE is one of them: a reader
+// of standard output that leaves (`povrun ... | head`) ends the run through the same
+// clean-up, where the default action would end it with tools running and files left.
 int signalPipe[2] = {-1, -1};
-const int HANDLED_SIGNALS[] = {SIGTERM, SIGINT, SIGHUP};
+const int HANDLED_SIGNALS[] = {SIGTERM, SIGINT, SIGHUP, SIGPIPE};
+// Set by the handler: the run is being stopped, and main must not end it first.
+std::atomic<bool> stopping{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "used in a signal handler");
+
+// How long the end of a stopped run may spend writing what standard output still holds:
+// a pipe nobody reads must not keep povrun alive.
+constexpr std::chrono::milliseconds LAST_FLUSH{500};
 
 // Set when a mechanism's final state could not be written: the run still reports, but
 // must not end as a success.
@@ -53,18 +64,30 @@ IdleRunNote idleRun;
 
 extern "C" void sighandler(int signal) {
     const int savedErrno = errno;
+    stopping = true;
     const char byte = static_cast<char>(signal);
     ssize_t written = write(signalPipe[1], &byte, 1);
     (void)written;
     errno = savedErrno;
 }
 
-// SIGTERM ends with status 1, as scripts expect; an interrupt or a hang-up ends by its
-// own signal so that the shell sees an interrupted command.
+// Flushes the standard streams, but waits for that at most LAST_FLUSH.
+void flushWithinLimit() {
+    auto flushed = std::make_shared<std::promise<void>>();
+    std::future<void> done = flushed->get_future();
+    std::thread([flushed] {
+        std::cout.flush();
+        std::clog.flush();
+        fflush(nullptr);
+        flushed->set_value();
+    }).detach();
+    done.wait_for(LAST_FLUSH);
+}
+
+// SIGTERM ends with status 1, as scripts expect; an interrupt, a hang-up or a reader that
+// left ends by its own signal, so that the shell sees an interrupted command.
 [[noreturn]] void endBySignal(int signal) {
-    std::cout.flush();
-    std::clog.flush();
-    fflush(nullptr);
+    flushWithinLimit();
     if (signal == SIGTERM)
         _exit(1);
     ::signal(signal, SIG_DFL);
@@ -89,7 +112,7 @@ void watchSignals() {
 }
 
 // A signal the shell told us to ignore (a background job's SIGINT, nohup's SIGHUP) stays
-// ignored.
+// ignored; SIGTERM and SIGPIPE are always handled.
 void installSignalHandlers() {
     if (pipe2(signalPipe, O_CLOEXEC) != 0) {
         perror("povrun: pipe");
@@ -97,9 +120,15 @@ void installSignalHandlers() {
     }
     std::thread(watchSignals).detach();
     for (const int handled : HANDLED_SIGNALS) {
-        if (signal(handled, sighandler) == SIG_IGN && handled != SIGTERM)
+        if (signal(handled, sighandler) == SIG_IGN && (handled == SIGINT || handled == SIGHUP))
             signal(handled, SIG_IGN);
     }
+}
+
+// A run that a signal is stopping is ended by the signal watcher, never by main.
+void waitForAStopUnderWay() {
+    while (stopping)
+        pause();
 }
 
 int printUsage() {
@@ -268,11 +297,12 @@ int main(int argc, char** argv) {
     // main thread's heap while the worker's heap grows by a new one (5 MB over a
     // 20,000-goal replay). Workers allocate little, so they do not contend for it.
     mallopt(M_ARENA_MAX, 1);
-    processtree::becomeSubreaper();
+    process::adoptOrphans();
     installSignalHandlers();
     try {
         const int status = runCommandLine(argc, argv);
         std::cout.flush();
+        waitForAStopUnderWay();
         return status;
     } catch (const std::exception& e) {
         std::cout.flush();

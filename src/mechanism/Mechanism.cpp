@@ -244,7 +244,13 @@ bool ofFile(const QString& fileName, mechanism_t& mechanism,
     // A file that is not well-formed reads as an empty document, not as an error; the
     // user is still told why nothing was played.
     QString whyNot;
-    const QDomDocument document = pos::documentOfDevice(file, &whyNot);
+    bool tooDeep = false;
+    const QDomDocument document = pos::documentOfDevice(file, &whyNot, &tooDeep);
+    if (tooDeep) {
+        std::cerr << "povrun: " << fileName.toStdString() << ": " << whyNot.toStdString()
+                  << std::endl;
+        return false;
+    }
     if (document.isNull())
         std::cerr << "povrun: " << fileName.toStdString() << ": not well-formed XML at "
                   << whyNot.toStdString() << std::endl;

@@ -5,8 +5,10 @@
 #include <QIODevice>
 #include <QStringList>
 #include <QTextStream>
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <set>
 
 namespace pos {
@@ -53,13 +55,24 @@ const QString ATTR_NAME = QStringLiteral("name");
 const QString ATTR_PROOF_STATE = QStringLiteral("proofState");
 const QString ATTR_VALUE = QStringLiteral("value");
 
-QDomDocument documentOfDevice(QIODevice& device, QString* whyNot) {
+QDomDocument documentOfDevice(QIODevice& device, QString* whyNot, bool* tooDeep) {
+    const QByteArray xml = device.readAll();
+    const int depth = elementDepth(xml);
+    if (tooDeep != nullptr)
+        *tooDeep = depth > MAX_DEPTH;
+    if (depth > MAX_DEPTH) {
+        if (whyNot != nullptr)
+            *whyNot = QStringLiteral("elements nested %1 deep, more than the %2 allowed")
+                          .arg(depth)
+                          .arg(MAX_DEPTH);
+        return QDomDocument();
+    }
     QDomDocument doc;
     QString message;
     int line = 0;
     int column = 0;
     // Qt keeps the part read before a parse error; treat any error as "no document".
-    if (doc.setContent(&device, &message, &line, &column))
+    if (doc.setContent(xml, &message, &line, &column))
         return doc;
     if (whyNot != nullptr)
         *whyNot = QStringLiteral("line %1, column %2: %3").arg(line).arg(column).arg(message);
@@ -70,12 +83,15 @@ QDomDocument documentOfFile(const QString& path, QString* whyNot) {
     QFile file(path);
     QString reason;
     QDomDocument doc;
+    bool tooDeep = false;
     if (!file.exists())
         reason = QStringLiteral("%1: no such file").arg(path);
     else if (!file.open(QIODevice::ReadOnly))
         reason = QStringLiteral("%1: cannot be read: %2").arg(path, file.errorString());
-    else if ((doc = documentOfDevice(file, &reason)).isNull())
-        reason = QStringLiteral("%1: not well-formed XML at %2").arg(path, reason);
+    else if ((doc = documentOfDevice(file, &reason, &tooDeep)).isNull())
+        reason =
+            (tooDeep ? QStringLiteral("%1: %2") : QStringLiteral("%1: not well-formed XML at %2"))
+                .arg(path, reason);
     if (doc.isNull() && whyNot != nullptr)
         *whyNot = reason;
     return doc;

@@ -78,16 +78,27 @@ extern const QString ATTR_VALUE;
 // Indentation of a written .pos document.
 constexpr int XML_INDENT = 4;
 
+// How deep elements may nest in a file that is read. The parser, and every walk of a
+// document, recurse once per level: a file nested tens of thousands deep would overflow
+// the stack, where real files stay below twenty levels.
+constexpr int MAX_DEPTH = 2000;
+
 // Parses `device` (already open) into a document. A device that does not hold
 // well-formed XML, or holds nothing, gives a null document: a partial tree is never
 // returned, so a truncated file can never be written back smaller.
 // When `whyNot` is given and the result is null, it receives the parser's reason:
-// "line L, column C: <message>".
-QDomDocument documentOfDevice(QIODevice& device, QString* whyNot = nullptr);
-// Opens and parses the file at `path`; a missing, unreadable or malformed file gives a
-// null document. When `whyNot` is given and the result is null, it receives one line
-// that starts with `path` and says why: missing, cannot be read (with the system's
-// reason) or not well-formed XML (with line, column and the parser's message).
+// "line L, column C: <message>". Elements nested deeper than MAX_DEPTH are refused
+// before parsing: `tooDeep`, when given, is then set and `whyNot` says how deep.
+QDomDocument documentOfDevice(QIODevice& device, QString* whyNot = nullptr,
+                              bool* tooDeep = nullptr);
+// The depth of the deepest element of `xml`, by a plain scan that skips comments, CDATA,
+// processing instructions, declarations and quoted attribute values.
+int elementDepth(const QByteArray& xml);
+// Opens and parses the file at `path`; a missing, unreadable, malformed or too deeply
+// nested file gives a null document. When `whyNot` is given and the result is null, it
+// receives one line that starts with `path` and says why: missing, cannot be read (with
+// the system's reason), nested too deep (with the depth) or not well-formed XML (with
+// line, column and the parser's message).
 QDomDocument documentOfFile(const QString& path, QString* whyNot = nullptr);
 // Makes the elements and attribute values of `doc` that spell the same name or value
 // share one string. The parser gives every node its own copy, and in a large file the

@@ -32,6 +32,13 @@ std::string job(const std::string& mark, int proved = 0) {
            report(proved, 1 - proved);
 }
 
+// A file of `depth` nested elements under `root`.
+QByteArray nested(const QByteArray& root, int depth) {
+    return "<" + root + ">" + QByteArray("<a>").repeated(depth) +
+           QByteArray("</a>").repeated(depth) + "</" + root + ">";
+}
+const std::string TOO_DEEP = "elements nested 100001 deep, more than the 2000 allowed";
+
 std::string inPos(const std::string& why) {
     return "povrun: pos/comp.pos: " + why + "\n";
 }
@@ -75,6 +82,7 @@ struct Case {
     Spoil spoil;
     std::string out, err = "";
     int status = -1;
+    bool posKept = true; // false: it vanishes; else its mode, and its bytes unless a proof counts
 };
 
 // In every case: the exit status, an end within 3 s (a sanitized povrun takes 1), nothing
@@ -90,18 +98,22 @@ void check(const std::vector<Case>& cases) {
         const QFile::Permissions mode = QFileInfo(s.path(POS)).permissions();
         const testutil::RunResult r = s.run({}, 3000);
         EXPECT_FALSE(r.crashed || r.timedOut) << c.name;
+        EXPECT_EQ(s.leftInTmp(), QStringList()) << c.name;
         EXPECT_EQ(r.exitCode,
                   c.status >= 0 ? c.status : c.out.find("End of proof") == std::string::npos)
             << c.name;
         EXPECT_EQ(r.out, c.out) << c.name;
         EXPECT_EQ(r.err, QString::fromStdString(c.err).replace("$DIR", s.dir.path()).toStdString())
             << c.name;
+        if (!c.posKept) {
+            EXPECT_EQ(QDir(s.path("pos")).entryList(all), QStringList()) << c.name << ": created";
+            continue;
+        }
         if (c.out.find("\t Proved 1") == std::string::npos) {
             EXPECT_EQ(s.state(POS), bytes) << c.name << ": the status file changed";
         }
         EXPECT_EQ(QFileInfo(s.path(POS)).permissions(), mode) << c.name;
         EXPECT_EQ(QDir(s.path("pos")).entryList(all), beside) << c.name;
-        EXPECT_EQ(s.leftInTmp(), QStringList()) << c.name;
     }
 }
 
@@ -128,6 +140,12 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
          puts(POS, "<?xml version=\"1.0\"?>\n<Proof_Obligations>\n  <Proof_Obligation>\n"),
          POS_ERROR + UNREAD,
          inPos("not well-formed XML at line 4, column 1: unexpected end of file")},
+        {"status file too deep", puts(POS, nested("Proof_Obligations", 100000)), POS_ERROR + UNREAD,
+         inPos(TOO_DEEP)},
+        {"status file too deep (-M)", all(puts(POS, nested("Proof_Obligations", 100000)), byFolder),
+         NOT_READABLE + UNREAD, inPos(TOO_DEEP)},
+        {"mechanism too deep", puts("m.xml", nested("mechanism", 100000)), "",
+         "povrun: m.xml: " + TOO_DEEP + "\n"},
         {"a goal without the mechanism",
          edits(POS, "</Simple_Goal>", "</Simple_Goal><Simple_Goal status=\"Unproved\"/>"),
          POS_ERROR + report(0, 2), inPos("goal 2 of group G has no \"Mechanism\" element named m")},
@@ -176,10 +194,11 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
         // reads must not block. A read-only status file is left alone even by root. No more
         // workers start than jobs: one per unit of -c took 2 s and 280 MB (33 s under TSan).
         {"writer is not a program", uses(W, "w", "\177ELF\2\1 not a program"), job("-"),
-         "-- ProofDirector -- Writer had an error.\n"
-         "povrun: driver d, POs G.1: writer could not start: \n"},
+         "-- ProofDirector -- Writer had an error.\npovrun: driver d, writer $DIR/w, POs G.1: "
+         "cannot exec '$DIR/w': Exec format error\n"},
         {"prover crashes", uses(P, "p", drain + "kill -SEGV $$\n"), job(""),
-         "Driver prover crashed.\npovrun: driver d, POs G.1: prover ended by signal SIGSEGV\n"},
+         "Driver prover crashed.\npovrun: driver d, prover $DIR/p, POs G.1: ended by signal "
+         "SIGSEGV\n"},
         {"writer writes no file", uses(W, "w", drain), job("-"),
          "-- ProofDirector -- Secondary po tmp/comp_m_d_0_0.po2 not found.\n"},
         {"writer reads its standard input and chatters on both outputs",
@@ -188,6 +207,10 @@ TEST(BadInputTest, EachBadInputIsReportedAndTheStatusFileKeptUnlessAProofCounts)
              std::string(65536, 'x') + "\n[34464 more bytes]\n"},
         {"prover with input=file reads its standard input",
          all(uses(&DriverSpec::input, "file"), uses(P, "p", drain + "cat \"$1\"\n")), job("+", 1)},
+        {"status file vanishes during the run",
+         uses(P, "p", "#!/bin/sh\nrm pos/comp.pos\nexec ./prover.sh\n"),
+         DRIVER + "\t\tG\n\t\t\t+\n\n" + UNREAD,
+         "povrun: cannot save pos/comp.pos: No such file or directory\n", 1, false},
         {"read-only status file", readOnly, job("+"),
          "povrun: cannot save pos/comp.pos: Permission denied\n", 1},
         {"huge concurrency", adds({"-c", "100000"}), job("+", 1)},

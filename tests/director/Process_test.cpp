@@ -6,12 +6,31 @@
 #include "common/testutil.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTemporaryDir>
 #include <atomic>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
+
+// Checks every signal as it leaves: the registry holds its lock then, so nothing reaps
+// meanwhile, and a pid that waitid no longer knows was already reaped.
+class CheckedRegistry : public process::Registry {
+public:
+    std::atomic<int> sent{0}, toReaped{0};
+
+protected:
+    void deliver(pid_t target, int signal) override {
+        siginfo_t info{};
+        ++sent;
+        toReaped += waitid(P_PID, std::abs(target), &info, WEXITED | WNOHANG | WNOWAIT) != 0;
+        Registry::deliver(target, signal);
+    }
+};
 
 class ProcessTest : public ::testing::Test {
 protected:
@@ -19,9 +38,10 @@ protected:
         testutil::writeScript(dir.filePath(name), body);
         return {dir.filePath(name).toStdString(), {}};
     }
+    void TearDown() override { EXPECT_EQ(registry.toReaped, 0) << "a reaped pid was signalled"; }
 
     QTemporaryDir dir;
-    process::Registry registry;
+    CheckedRegistry registry;
 };
 
 static QStringList openDescriptors() {
@@ -50,20 +70,33 @@ TEST_F(ProcessTest, PipelinesReadEverythingAndEndAsTheirToolsDid) {
     EXPECT_EQ(run.prover.errorsDropped, 1000000 - process::ERRORS_KEPT);
 
     // A reader that leaves before reading ends a prover that talks on by SIGPIPE, and
-    // nothing hangs.
+    // nothing hangs; the reader, reaped first, is not killed.
     const auto talker = script("talker", "exec head -c 1000000 /dev/zero\n");
     ASSERT_TRUE(process::runPipeline(talker, QString(), quiet, registry, run));
     EXPECT_TRUE(run.prover.crashed && run.prover.signal == SIGPIPE && run.reader.code == 3);
 
-    // A prover that cannot run leaves its reader an empty input.
-    testutil::writeFile(dir.filePath("not-a-program"), "\177ELF nothing");
+    // A prover that crashes takes its reader with it; a background child that writes for
+    // ever into the reader's output does not keep the job alive.
+    QElapsedTimer timer;
+    timer.start();
+    const auto crash = script("crash", "kill -SEGV $$\n"), stays = script("stays", "sleep 9\n");
+    ASSERT_TRUE(process::runPipeline(crash, QString(), stays, registry, run));
+    EXPECT_TRUE(run.reader.crashed && run.reader.signal == SIGKILL && registry.sent == 1);
+    const auto endless = script("endless", "echo Proved\n(yes &)\n");
+    ASSERT_TRUE(process::runPipeline(cat, QString(), endless, registry, run));
+    EXPECT_TRUE(run.output.startsWith("Proved\ny\n") && timer.elapsed() < 5000);
+
+    // A prover that cannot run leaves its reader an empty input, and says why.
+    testutil::writeFile(dir.filePath("not-a-program"), "not executable");
     const process::command_t cannotRun{dir.filePath("not-a-program").toStdString(), {}};
     ASSERT_TRUE(process::runPipeline(cannotRun, QString(), cat, registry, run));
     EXPECT_TRUE(!run.prover.started && run.reader.started && run.output.isEmpty());
+    EXPECT_EQ(run.prover.failure.toStdString(),
+              "cannot exec '" + cannotRun.program.string() + "': " + strerror(EACCES));
 
     // Once a stop began, nothing starts.
     process::exit_t alone;
-    registry.beginStop();
+    registry.stop(std::chrono::milliseconds(0), std::chrono::milliseconds(0));
     EXPECT_FALSE(process::runAlone(quiet, registry, alone));
     EXPECT_FALSE(process::runPipeline(cat, QString(), cat, registry, run));
 }
@@ -90,4 +123,15 @@ TEST_F(ProcessTest, ConcurrentJobsLeaveNoDescriptorOpen) {
         thread.join();
     EXPECT_EQ(answered, 32);
     EXPECT_EQ(openDescriptors(), before);
+
+    // Out of descriptors, a job says so instead of failing in silence.
+    rlimit limit;
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlimit none{3, limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    process::pipeline_t run;
+    process::runPipeline(prover, QString(), reader, registry, run);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(run.reader.failure.toStdString(),
+              std::string("cannot make a pipe: ") + strerror(EMFILE));
 }

@@ -44,6 +44,23 @@ TEST(Director, LoadThatFailsLeavesNothingToSave) {
     }
 }
 
+// A stop before any answer leaves the file as it was, byte for byte; after one, it saves.
+TEST(Director, StopSavesOnlyWhatTheFileLacks) {
+    for (const bool answered : {false, true}) {
+        Scene s;
+        const QByteArray before = s.state(POS);
+        // A stopped director keeps its locks for good: it is never destroyed, and kept
+        // reachable it is no leak.
+        static auto* stopped = new std::vector<ProofDirector*>();
+        ProofDirector* director = stopped->emplace_back(s.director().release());
+        ASSERT_TRUE(director->reloadPosFile());
+        if (answered)
+            director->updateStatus({0, 0}, "Disproved");
+        director->stop();
+        EXPECT_EQ(s.state(POS) == before, !answered);
+    }
+}
+
 // play() saves the registration, then plays every driver on every goal it leaves open.
 TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     Scene s;
@@ -58,6 +75,9 @@ TEST(Director, PlayRegistersAndPlaysEveryDriver) {
     s.writePos({{"G", {goal("Proved", "Unproved", {}, false)}}});
     s.director()->play();
     EXPECT_TRUE(s.state(POS).contains("<Mechanism name=\"m\"")) << "saved with nothing to play";
+    s.writePos({{"G", {goal("Unknown", "Unproved", {}, false)}}});
+    s.director()->play();
+    EXPECT_EQ(s.goalStatus(0, 0), "Disproved") << "an unknown goal starts again as unproved";
 }
 
 // Which drivers a goal of drivers d1 and d2 gets: a replay takes those that settled it, a

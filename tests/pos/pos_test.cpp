@@ -4,6 +4,7 @@
 #include "pos/pos_p.h"
 #include "pos/printmetrics.h"
 
+#include <QBuffer>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -133,4 +134,23 @@ TEST(Metrics, AreReadFromAWholeFileOnlyAndPrintedByteExactWithZerosForAMissingFi
               "End of proof\n\n" + counts.arg("1", "5", "2", "3", "4") +
                   "\n<error>File not readable " + missing + "</error>\n\n<proofResult>\n\n<total>" +
                   counts.arg("0", "0", "0", "0", "0") + "</total>\n</proofResult>\n</proof>\n");
+}
+
+// Only elements count: not comments, CDATA, instructions, declarations, empty elements or
+// a quoted "/>" or ">". The deepest file allowed still parses.
+TEST(Depth, CountsOnlyElementsAndRefusesFilesDeeperThanTheLimit) {
+    const std::pair<QByteArray, int> rows[] = {
+        {"<?x <a>?><!DOCTYPE a [<!ENTITY e \"<a>\">]><a><!-- <b> --><b/><![CDATA[<c>]]></a>", 1},
+        {"<a x='/>' y=\">\"><b><c/></b><b></b></a>", 2},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(elementDepth(row.first), row.second) << row.first.constData();
+    for (const int depth : {MAX_DEPTH, MAX_DEPTH + 1}) {
+        QBuffer xml;
+        xml.setData(QByteArray("<a>").repeated(depth) + QByteArray("</a>").repeated(depth));
+        xml.open(QIODevice::ReadOnly);
+        bool tooDeep = false;
+        EXPECT_EQ(documentOfDevice(xml, nullptr, &tooDeep).isNull(), depth > MAX_DEPTH);
+        EXPECT_EQ(tooDeep, depth > MAX_DEPTH);
+    }
 }
