@@ -127,6 +127,8 @@ public:
     // default) for no cache. The cache must outlive the play.
     void useCache(director::ResultCache* cache) { resultCache = cache; }
     director::cache_counts_t getCacheCounts() const;
+    // Answers recorded in the document so far. Read under statusMutex, or after stop().
+    uint64_t getAnswersApplied() const { return answersApplied; }
     // Tells `observer` of every driver played and every job run; null (the default) for
     // none. The observer must outlive the play.
     void observeJobs(director::JobObserver* jobObserver) { observer = jobObserver; }
@@ -270,6 +272,7 @@ private:
     std::mutex jobMutex;
     mechanism::driver_t driver;
     uint32_t operationCount = 0;
+    uint64_t answersApplied = 0; // guarded by statusMutex
     uint32_t unprovedCount = 0;
     // Guards dom, poTable, the counters, pendingMarks and writerJobs' replacement; a prover
     // job holds it from its first heading to its save request.

@@ -54,8 +54,9 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
         observer->jobStarted();
     const auto start = std::chrono::steady_clock::now();
     process::exit_t writer;
-    if (!process::runAlone({job.cmd, job.args}, tools, writer))
-        return; // stopping
+    // A tool that the stop ended did not crash: its job is just not done.
+    if (!process::runAlone({job.cmd, job.args}, tools, writer) || tools.stopping())
+        return;
     if (!writer.started)
         LogLine() << TRACE_PREFIX << "Writer had an error.";
     // Why it could not start, and what it wrote on standard error.
@@ -149,8 +150,9 @@ bool ProofDirector::runProverAndReader(const prover_data_t& job, process::pipeli
     // The reader's output is read while the prover runs: a reader that answers as it
     // reads would otherwise fill its pipe, stop reading, and block the prover for ever.
     if (!process::runPipeline({job.cmdp, job.argsp}, fromStdin ? job.inpath : QString(),
-                              {job.cmdr, job.argsr}, tools, run)) {
-        dropReport(report); // stopping
+                              {job.cmdr, job.argsr}, tools, run) ||
+        tools.stopping()) {
+        dropReport(report);
         return false;
     }
     ++cacheRun;
@@ -250,8 +252,10 @@ void ProofDirector::recordAnswers(const prover_data_t& job, const QStringList& l
                       << address.first << "," << address.second << " to " << utf8(answer)
                       << " for driver " << utf8(driver.name);
         const status_t before = poTable.at(address.first).second.at(address.second).status;
-        if (poSelector.isEmpty())
+        if (poSelector.isEmpty()) {
             updateStatus(address, answer);
+            ++answersApplied;
+        }
         const status_t status = poTable.at(address.first).second.at(address.second).status;
         if (report != nullptr)
             report->goals.push_back(

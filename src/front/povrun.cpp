@@ -40,6 +40,8 @@ std::mutex directorMutex;
 // The run's report, finished with what was done when a signal stops the run; guarded
 // like the director.
 std::atomic<RunReport*> activeReport{nullptr};
+// Answers the mechanisms already played recorded; guarded like the director.
+uint64_t answersOfEarlierMechanisms = 0;
 
 // Each handled signal is turned into one byte, its number, on this pipe; the watcher
 // thread does the real work outside the signal handler. SIGPIPE is one of them: a reader
@@ -104,10 +106,15 @@ void watchSignals() {
     if (got != 1)
         return;
     directorMutex.lock(); // never released: the process ends below
-    if (ProofDirector* current = director.load())
+    uint64_t answers = answersOfEarlierMechanisms;
+    if (ProofDirector* current = director.load()) {
         current->stop();
+        answers += current->getAnswersApplied();
+    }
     if (RunReport* report = activeReport.load())
         report->finish();
+    std::cerr << "povrun: interrupted by " << director::nameOfSignal(byte).toStdString() << "; "
+              << answers << " answers saved" << std::endl;
     endBySignal(static_cast<unsigned char>(byte));
 }
 
@@ -151,6 +158,7 @@ void setDirector(ProofDirector* current) {
 
 void destroyDirector(ProofDirector* current) {
     setDirector(nullptr);
+    answersOfEarlierMechanisms += current->getAnswersApplied();
     delete current;
 }
 
