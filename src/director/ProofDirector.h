@@ -18,6 +18,7 @@
 //   - errorMutex: errors and workerFailure; held only to append or read.
 //   - the saver's writeMutex and wakeMutex (see StatusSaver.h): one write at a time, and
 //     the background saver's orders.
+//   - the jobserver's mutex (see Jobserver.h): a leaf, held to read or write one token.
 // The original design had two locks and a stop() that took none. Workers now append to
 // errors and the tool list at once, and stop() runs on a watcher thread beside the
 // workers, so those lists got their own locks; stop() takes them, and the save locks,
@@ -25,6 +26,7 @@
 // driver, writerJobs, proverJobs and the settings need no lock: the main thread writes
 // them only while no worker runs, and workers only read them.
 
+#include "director/Jobserver.h"
 #include "director/Process.h"
 #include "director/ResultCache.h"
 #include "director/StatusSaver.h"
@@ -120,6 +122,9 @@ public:
     // default) for no cache. The cache must outlive the play.
     void useCache(director::ResultCache* cache) { resultCache = cache; }
     director::cache_counts_t getCacheCounts() const;
+    // Runs each worker's job only while it holds one of make's job slots from `server`;
+    // null (the default) for no limit but the concurrency. Must outlive the play.
+    void useJobserver(director::Jobserver* server) { jobserver = server; }
 
     void play();
     void replay();
@@ -229,6 +234,7 @@ private:
     std::atomic<uint64_t> cacheAnswered{0};
     std::atomic<uint64_t> cacheRun{0};
     std::atomic<uint64_t> cacheStored{0};
+    director::Jobserver* jobserver = nullptr; // not owned; thread-safe itself
 
     // Guards errors and workerFailure; held only to append or read.
     mutable std::mutex errorMutex;

@@ -1,5 +1,6 @@
 // povrun: replays external proof mechanisms on the proof obligations of one component.
 
+#include "director/Jobserver.h"
 #include "director/ProcessTree.h"
 #include "director/ProofDirector.h"
 #include "front/Options.h"
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
@@ -37,6 +39,14 @@ std::mutex directorMutex;
 // thread does the real work outside the signal handler.
 int signalPipe[2] = {-1, -1};
 const int HANDLED_SIGNALS[] = {SIGTERM, SIGINT, SIGHUP};
+
+// The job slots of the make running povrun. Made first thing in main, before any
+// descriptor is opened, and never destroyed: the signal watcher may be handing its
+// tokens back while main returns.
+director::Jobserver& jobSlots() {
+    static director::Jobserver* const server = new director::Jobserver(getenv("MAKEFLAGS"));
+    return *server;
+}
 
 // Set when a mechanism's final state could not be written: the run still reports, but
 // must not end as a success.
@@ -74,6 +84,7 @@ void watchSignals() {
     directorMutex.lock(); // never released: the process ends below
     if (ProofDirector* current = director.load())
         current->stop();
+    jobSlots().handBackForExit();
     endBySignal(static_cast<unsigned char>(byte));
 }
 
@@ -137,6 +148,7 @@ bool playMechanism(const settings_t& settings, const std::string& component,
               << " with external mechanism " << current->getMechanismName()
               << (settings.xml ? "</proving>" : "") << std::endl;
     current->useCache(cache);
+    current->useJobserver(&jobSlots());
     if (settings.firstPlay)
         current->play();
     else
@@ -163,6 +175,8 @@ std::list<std::string> registeredMechanisms(const settings_t& settings) {
 
 int run(const settings_t& settings) {
     const std::string component = baseNameOfPath(settings.posPath);
+    if (settings.trace == 1)
+        jobSlots().trace();
     if (settings.xml)
         std::cout << "<proof>\n";
     std::unique_ptr<director::ResultCache> cache;
@@ -202,6 +216,7 @@ int runCommandLine(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    jobSlots();
     // Qt keeps XML attributes in a hash: without a fixed seed every save would order the
     // .pos attributes differently.
     qSetGlobalQHashSeed(0);
