@@ -38,7 +38,7 @@ std::mutex directorMutex;
 // Each handled signal is turned into one byte, its number, on this pipe; the watcher
 // thread does the real work outside the signal handler.
 int signalPipe[2] = {-1, -1};
-const int HANDLED_SIGNALS[] = {SIGTERM, SIGINT, SIGHUP};
+const int HANDLED_SIGNALS[] = {SIGTERM, SIGINT, SIGHUP, SIGPIPE};
 
 // The job slots of the make running povrun. Made first thing in main, before any
 // descriptor is opened, and never destroyed: the signal watcher may be handing its
