@@ -12,8 +12,9 @@
 //   - every further job runs only while it holds a token read from the pipe; the token
 //     is written back, the very byte that was read, as soon as its job ends.
 // So a povrun runs at most 1 + (tokens it could read) jobs at once, and -c stays the cap.
-// Tokens still held when povrun stops are written back by handBackForExit() on the stop
-// path, and by the destructor on any other way out; make never loses a slot.
+// A job gives its token back itself (JobSlot), also when it fails. The stop path ends the
+// process without waiting for the jobs, so it writes back what they still hold with
+// handBackForExit(); make never loses a slot.
 //
 // Thread safety: takeSlot() and giveBack() may be called from any number of workers.
 // The mutex guards the held tokens and the implicit slot and is held only for a
@@ -32,15 +33,14 @@ public:
     // numbers must not be taken for make's by the time they are checked. A jobserver that
     // cannot be used leaves this object unusable(), and povrun runs as without one.
     explicit Jobserver(const char* makeflags);
-    // Writes back any token still held.
+    // Writes back any token still held (povrun's own one is never destroyed).
     ~Jobserver();
     Jobserver(const Jobserver&) = delete;
     Jobserver& operator=(const Jobserver&) = delete;
 
     bool usable() const { return fd >= 0; }
-    // Which case applied, for the trace: no jobserver, the one in use, or why it is not.
-    const std::string& description() const { return state; }
-    // Writes description() as a director trace line.
+    // Writes a director trace line saying which case applied: no jobserver, the one in
+    // use, or why it cannot be used.
     void trace() const;
 
     // Waits until this process may run one more job: the implicit slot when it is free
@@ -61,7 +61,7 @@ private:
 
     int fd = -1;     // our own non-blocking, close-on-exec descriptor of make's pipe
     int wakeFd = -1; // an eventfd that says "the implicit slot is free"
-    std::string state;
+    std::string state; // which case applied, for the trace
     // Guards held, implicitFree and broken; never held while waiting.
     std::mutex mutex;
     std::vector<char> held; // the tokens read and not yet written back
