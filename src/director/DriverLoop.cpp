@@ -175,6 +175,7 @@ void ProofDirector::writeAndProveJob() {
     };
     unsigned long long i;
     while (takeJob(writerJobs.size(), i, traceWrites)) {
+        const director::JobSlot slot(jobserver);
         writeEntry(i);
         if (trace == 1) {
             const prover_data_t& job = proverJobs.at(i);

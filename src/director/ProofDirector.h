@@ -21,6 +21,7 @@
 //   - the tool errors' lock (Stages.cpp): keeps one job's block whole on standard error.
 //   - the saver's writeMutex and wakeMutex (see StatusSaver.h): one write at a time, and
 //     the background saver's orders.
+//   - the jobserver's mutex (see Jobserver.h): a leaf, held to read or write one token.
 //   - povrun's directorMutex (outside the director): held by the signal watcher from
 //     stop() to the end of the process, so a director is never destroyed under a stop.
 // stop() takes the tools' lock, then the save locks for good: it must not save a
@@ -29,6 +30,7 @@
 // while no worker runs, and workers only read them.
 
 #include "director/JobObserver.h"
+#include "director/Jobserver.h"
 #include "director/Process.h"
 #include "director/ResultCache.h"
 #include "director/StatusSaver.h"
@@ -140,6 +142,9 @@ public:
     void setPlayOptions(const play_options_t& options) { playOptions = options; }
     // Jobs started by the drivers played so far.
     std::size_t getJobsStarted() const { return jobsStarted; }
+    // Runs each worker's job only while it holds one of make's job slots from `server`;
+    // null (the default) for no limit but the concurrency. Must outlive the play.
+    void useJobserver(director::Jobserver* server) { jobserver = server; }
 
     void play();
     void replay();
@@ -294,6 +299,7 @@ private:
     std::atomic<uint64_t> cacheAnswered{0};
     std::atomic<uint64_t> cacheRun{0};
     std::atomic<uint64_t> cacheStored{0};
+    director::Jobserver* jobserver = nullptr; // not owned; thread-safe itself
 
     // Guards errors and workerFailure; held only to append or read.
     mutable std::mutex errorMutex;

@@ -1,6 +1,7 @@
 // povrun: replays external proof mechanisms on the proof obligations of one component.
 
 #include "director/Process.h"
+#include "director/Jobserver.h"
 #include "director/ProofDirector.h"
 #include "front/Options.h"
 #include "front/Progress.h"
@@ -17,6 +18,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <future>
@@ -56,6 +58,14 @@ static_assert(std::atomic<bool>::is_always_lock_free, "used in a signal handler"
 // How long the end of a stopped run may spend writing what standard output still holds:
 // a pipe nobody reads must not keep povrun alive.
 constexpr std::chrono::milliseconds LAST_FLUSH{500};
+
+// The job slots of the make running povrun. Made first thing in main, before any
+// descriptor is opened, and never destroyed: the signal watcher may be handing its
+// tokens back while main returns.
+director::Jobserver& jobSlots() {
+    static director::Jobserver* const server = new director::Jobserver(getenv("MAKEFLAGS"));
+    return *server;
+}
 
 // Set when a mechanism's final state could not be written: the run still reports, but
 // must not end as a success.
@@ -111,6 +121,7 @@ void watchSignals() {
         current->stop();
         answers += current->getAnswersApplied();
     }
+    jobSlots().handBackForExit();
     if (RunReport* report = activeReport.load())
         report->finish();
     std::cerr << "povrun: interrupted by " << director::nameOfSignal(byte).toStdString() << "; "
@@ -193,6 +204,7 @@ bool playMechanism(const settings_t& settings, const std::string& component,
               << (settings.xml ? "</proving>" : "") << std::endl;
     current->setPlayOptions({settings.retryUnknown, settings.reset});
     current->useCache(aids.cache);
+    current->useJobserver(&jobSlots());
     current->observeJobs(aids.observer);
     if (settings.firstPlay || settings.reset)
         current->play();
@@ -239,6 +251,8 @@ void setReport(RunReport* report) {
 int run(const settings_t& settings, const QStringList& command) {
     const std::string component = baseNameOfPath(settings.posPath);
     warnAboutComponentNames(settings);
+    if (settings.trace == 1)
+        jobSlots().trace();
     if (settings.xml)
         std::cout << "<proof>\n";
     run_aids_t aids;
@@ -297,6 +311,7 @@ int runCommandLine(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    jobSlots();
     // Qt keeps XML attributes in a hash: without a fixed seed every save would order the
     // .pos attributes differently.
     qSetGlobalQHashSeed(0);

@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QSet>
+#include <tuple>
 #include <gtest/gtest.h>
 
 using scene::POS;
@@ -114,22 +115,35 @@ TEST(Replay, FirstPlayRegistersTheMechanismAndReplayFollowsIt) {
               "0" + expected("replay_after_first_play.expected"));
 }
 
-// Four workers must leave the file that one worker leaves, and run each job once.
+// Four workers must leave the file that one worker leaves, and run each job once, also
+// beside a make jobserver that cannot be used; level 1 traces which case applied.
 TEST(Replay, ConcurrencyRunsEveryJobOnceWithTheSameResult) {
-    QByteArray results[2];
-    for (const int run : {0, 1}) {
+    const std::tuple<const char*, QByteArray, std::string> runs[] = {
+        {"1", "", "Job slots: no jobserver in MAKEFLAGS"},
+        {"4", "", "Job slots: no jobserver in MAKEFLAGS"},
+        {"4", " -j4 --jobserver-auth=3,4", "Job slots: jobserver 3,4 cannot be used ("},
+        {"4", "--jobserver-fds=0,1", "jobserver 0,1 cannot be used (not the two ends of one pipe)"},
+        {"4", "--jobserver-auth=fifo:/gone/fifo", "(No such file or directory)"},
+    };
+    QByteArray first;
+    for (const auto& [concurrency, makeflags, trace] : runs) {
         Scene s;
         s.writePos(std::vector<scene::GroupSpec>(4, {"G", {10, settledBy("d")}}));
         s.setAnswers("1 3 Disproved\n2 5 Unknown\n3 9 garbage\n");
-        const testutil::RunResult r = s.run({"-c", run == 0 ? "1" : "4"});
-        EXPECT_EQ(std::to_string(r.exitCode) + r.err, "0") << "run " << run;
-        results[run] = s.state(POS);
+        qputenv("MAKEFLAGS", makeflags);
+        const testutil::RunResult r = s.run({"-c", concurrency, "-t", "1"});
+        qunsetenv("MAKEFLAGS");
+        const std::string name = makeflags.toStdString() + " -c " + concurrency;
+        EXPECT_EQ(r.exitCode, 0) << name;
+        EXPECT_NE(r.err.find(trace), std::string::npos) << r.err;
+        EXPECT_EQ(r.err.find("povrun: "), std::string::npos) << r.err;
+        first = first.isEmpty() ? s.state(POS) : first;
+        EXPECT_EQ(s.state(POS), first) << name;
         const QStringList calls =
             QString(testutil::readFile(s.writerLog())).split('\n', Qt::SkipEmptyParts);
-        EXPECT_EQ(calls.size(), 40) << "run " << run;
+        EXPECT_EQ(calls.size(), 40) << name;
         EXPECT_EQ(QSet<QString>(calls.begin(), calls.end()).size(), 40) << "each job once";
     }
-    EXPECT_EQ(results[0], results[1]);
 }
 
 // A user's second hour, without editing the status file: a first play from a truncated
