@@ -7,6 +7,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
+#include <csignal>
 #include <gtest/gtest.h>
 
 using scene::Scene;
@@ -155,4 +157,31 @@ TEST(Report, ProgressLineOnlyOnATerminal) {
     const testutil::RunResult piped = s.run();
     EXPECT_EQ(s.state("out.txt").toStdString(), piped.out);
     EXPECT_EQ(piped.err, "");
+}
+
+// A stop leaves a whole report of the jobs that ended, says so, and does not call the tools
+// it ended crashed; every answer the report holds was saved.
+TEST(Report, StoppedRunLeavesAWholeReportAndSaysSo) {
+    Scene s;
+    testutil::writeScript(s.path("prover.sh"), "sleep 0.05\ncat\n");
+    s.writePos({{"G", std::vector<scene::GoalSpec>(200, settledBy("d"))}});
+    QProcess povrun;
+    povrun.setWorkingDirectory(s.dir.path());
+    povrun.start(POVRUN_BIN, s.options + QStringList{"-c", "2", "--report=r.json"});
+    for (int waited = 0; !s.state(scene::POS).contains("proof_director"); waited += 5)
+        ASSERT_FALSE(waited > 30000 || povrun.waitForFinished(5)) << "no save";
+    ::kill(static_cast<pid_t>(povrun.processId()), SIGTERM);
+    ASSERT_TRUE(povrun.waitForFinished(10000));
+    EXPECT_EQ(povrun.exitCode(), 1);
+    const QString err = QString::fromUtf8(povrun.readAllStandardError());
+    EXPECT_FALSE(err.contains("crashed")) << err.toStdString();
+    const QJsonArray jobs = QJsonDocument::fromJson(s.state("r.json"))["jobs"].toArray();
+    ASSERT_GT(jobs.size(), 0);
+    EXPECT_LT(jobs.size(), 200);
+    const int saved = s.state(scene::POS).count("Goal status=\"Proved\"");
+    EXPECT_TRUE(
+        err.endsWith(QString("povrun: interrupted by SIGTERM; %1 answers saved\n").arg(saved)))
+        << err.toStdString();
+    EXPECT_LE(jobs.size(), saved);
+    EXPECT_TRUE(QDir(s.dir.path()).entryList({"r.json.tmp*"}).isEmpty());
 }
