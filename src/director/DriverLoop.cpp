@@ -43,6 +43,7 @@ bool ProofDirector::hasWork() {
 }
 
 void ProofDirector::playDrivers() {
+    const uint64_t storedBefore = resultCache != nullptr ? resultCache->flush() : 0;
     for (std::size_t k = 0; k < mechanism.drivers.size(); ++k) {
         driver = mechanism.drivers[k];
         if ((!driverFilter.isEmpty() && driverFilter != driver.name) || (fastOnly && !driver.fast))
@@ -82,6 +83,8 @@ void ProofDirector::playDrivers() {
         finishDriver();
     }
     saver.saveNow(false);
+    if (resultCache != nullptr)
+        cacheStored = resultCache->flush() - storedBefore;
 }
 
 void ProofDirector::finishDriver() {

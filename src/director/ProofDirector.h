@@ -298,7 +298,7 @@ private:
     QByteArray cacheDriverKey;
     std::atomic<uint64_t> cacheAnswered{0};
     std::atomic<uint64_t> cacheRun{0};
-    std::atomic<uint64_t> cacheStored{0};
+    uint64_t cacheStored = 0; // set by the main thread once the play's entries are written
     director::Jobserver* jobserver = nullptr; // not owned; thread-safe itself
 
     // Guards errors and workerFailure; held only to append or read.

@@ -19,6 +19,7 @@ const QByteArray VERSION_LINE = QByteArrayLiteral("povrun result cache 1\n");
 const QString FILE_PLACEHOLDER = QStringLiteral("${file}");
 constexpr int KEY_LENGTH = 64;  // hex digits of a SHA-256
 constexpr int SHARD_LENGTH = 2; // hex digits naming the subfolder
+constexpr std::size_t MAX_QUEUED = 4096;
 
 QByteArray sha256Hex(const QByteArray& bytes) {
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
@@ -191,8 +192,56 @@ bool ResultCache::store(const QByteArray& key, const QByteArray& output) {
     if (!storing || key.size() != KEY_LENGTH)
         return false;
     const std::string shard = rootPath + '/' + key.left(SHARD_LENGTH).toStdString();
-    return writeEntry(shard, shard + '/' + key.mid(SHARD_LENGTH).toStdString(),
-                      cacheEntryBytes(key, output));
+    const bool stored = writeEntry(shard, shard + '/' + key.mid(SHARD_LENGTH).toStdString(),
+                                   cacheEntryBytes(key, output));
+    storedCount += stored;
+    return stored;
+}
+
+ResultCache::~ResultCache() {
+    {
+        std::lock_guard<std::mutex> lock(queueMutex);
+        quitting = true;
+    }
+    queueChanged.notify_all();
+    if (writer.joinable())
+        writer.join();
+}
+
+void ResultCache::storeBehind(const QByteArray& key, const QByteArray& output) {
+    if (!storing)
+        return;
+    std::unique_lock<std::mutex> lock(queueMutex);
+    if (!writer.joinable())
+        writer = std::thread([this] { writeQueued(); });
+    // A disk slower than the jobs must not make the queue take the memory of a whole run.
+    queueChanged.wait(lock, [this] { return queue.size() < MAX_QUEUED; });
+    queue.emplace_back(key, output);
+    queueChanged.notify_all();
+}
+
+void ResultCache::writeQueued() {
+    std::unique_lock<std::mutex> lock(queueMutex);
+    for (;;) {
+        queueChanged.wait(lock, [this] { return quitting || !queue.empty(); });
+        if (queue.empty())
+            return; // quitting with nothing left
+        const std::pair<QByteArray, QByteArray> entry = std::move(queue.front());
+        queue.pop_front();
+        writing = true;
+        lock.unlock();
+        queueChanged.notify_all();
+        store(entry.first, entry.second);
+        lock.lock();
+        writing = false;
+        queueChanged.notify_all();
+    }
+}
+
+uint64_t ResultCache::flush() {
+    std::unique_lock<std::mutex> lock(queueMutex);
+    queueChanged.wait(lock, [this] { return queue.empty() && !writing; });
+    return storedCount;
 }
 
 bool ResultCache::writeEntry(const std::string& shard, const std::string& path,

@@ -23,8 +23,13 @@
 // all that: one that is cut short, changed or of another version is a miss, and the job
 // that runs then replaces it.
 //
-// Thread safety: find() and store() may be called from any number of threads at once;
-// driverKey() is for the main thread, between drivers.
+// Stores go behind the jobs: storeBehind() queues an entry for one writer thread, so that
+// a job never waits for a file to be made (on a journalling file system, a status file's
+// fsync can make each new entry wait for the disk). flush() waits for the queue; entries
+// still queued when a signal ends the process are lost, and their jobs simply run again.
+//
+// Thread safety: find(), store() and storeBehind() may be called from any number of
+// threads at once; driverKey() and flush() are for the main thread, between drivers.
 
 #include "mechanism/Mechanism.h"
 
@@ -32,10 +37,14 @@
 #include <QString>
 #include <QStringList>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace director {
 
@@ -51,6 +60,7 @@ public:
     // Uses `folder`, creating it and its parents when missing. When it cannot be created,
     // says so once on standard error; the cache then answers nothing and stores nothing.
     explicit ResultCache(const QString& folder);
+    ~ResultCache(); // writes what is queued
     ResultCache(const ResultCache&) = delete;
     ResultCache& operator=(const ResultCache&) = delete;
 
@@ -76,8 +86,14 @@ public:
     // folder that cannot be written is said once on standard error, and nothing is stored
     // afterwards.
     bool store(const QByteArray& key, const QByteArray& output);
+    // Queues `output` to be stored under `key` by the writer thread.
+    void storeBehind(const QByteArray& key, const QByteArray& output);
+    // Waits until every queued entry is written; returns how many entries were stored
+    // since the cache was made.
+    uint64_t flush();
 
 private:
+    void writeQueued();
     QByteArray identityOf(const std::string& program);
     bool writeEntry(const std::string& shard, const std::string& path, const QByteArray& bytes);
     void refuseStoring(int error); // errno of the failed call
@@ -91,6 +107,14 @@ private:
     // Guards identities; held while one program file is hashed (main thread only in a run).
     std::mutex identityMutex;
     std::map<std::string, QByteArray> identities;
+    // Guards queue, writing and quitting; held only to take or add an entry.
+    std::mutex queueMutex;
+    std::condition_variable queueChanged;
+    std::deque<std::pair<QByteArray, QByteArray>> queue; // (key, output)
+    bool writing = false; // the writer holds an entry taken from the queue
+    bool quitting = false;
+    std::atomic<uint64_t> storedCount{0};
+    std::thread writer; // started by the first storeBehind()
 };
 
 // The entry layout, for tests of what a damaged entry does.

@@ -132,8 +132,8 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
     }
     // Only the answers of tools that both ran to their end are worth keeping.
     const bool complete = !fromCache && run.prover.started && run.reader.started;
-    if (complete && !key.isEmpty() && resultCache->store(key, rawOutput))
-        ++cacheStored;
+    if (complete && !key.isEmpty())
+        resultCache->storeBehind(key, rawOutput);
     printMarks(job, lines, report);
     endReport(index, job, start, report);
 }
@@ -200,7 +200,7 @@ bool ProofDirector::answeredFromCache(const QByteArray& key, QByteArray& output)
 }
 
 director::cache_counts_t ProofDirector::getCacheCounts() const {
-    return {cacheAnswered.load(), cacheRun.load(), cacheStored.load()};
+    return {cacheAnswered.load(), cacheRun.load(), cacheStored};
 }
 
 void ProofDirector::printHeadingsUpTo(unsigned long long group, std::string& marks) {
