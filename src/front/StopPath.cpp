@@ -15,6 +15,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <unistd.h>
 
@@ -95,8 +96,12 @@ void watchSignals() {
     stoppath::jobSlots().handBackForExit();
     if (RunReport* report = activeReport.load())
         report->finish();
-    std::cerr << "povrun: interrupted by " << director::nameOfSignal(byte).toStdString() << "; "
-              << answers << " answers saved" << std::endl;
+    // Not through std::cerr: it flushes std::cout first, which may be a pipe nobody reads.
+    const std::string said = "povrun: interrupted by " +
+                             director::nameOfSignal(byte).toStdString() + "; " +
+                             std::to_string(answers) + " answers saved\n";
+    ssize_t written = write(STDERR_FILENO, said.data(), said.size());
+    (void)written;
     endBySignal(static_cast<unsigned char>(byte));
 }
 
