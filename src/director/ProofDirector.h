@@ -224,7 +224,7 @@ private:
     void sayFailedJob(const char* role, const std::filesystem::path& tool,
                       const std::vector<po_address_t>& addresses, const process::exit_t& end) const;
     void sayMiscount(const std::vector<po_address_t>& addresses, int lines,
-                     const process::pipeline_t* run, director::job_report_t* report) const;
+                     const process::pipeline_t* run) const;
     // The observer's record of job `index`, made by its first call; reportsMutex guards
     // the map, each record belongs to the one thread running its job.
     director::job_report_t* reportOf(unsigned long long index);

@@ -27,6 +27,12 @@ const std::map<status_t, std::string> xmlOfStatus = {
     {pos::PROVED, "<p/>"},   {pos::DISPROVED, "<d/>"},
 };
 
+// The failure lines of the log stream, which a report also keeps.
+const char WRITER_ERROR[] = "Writer had an error.";
+const char WRITER_CRASHED[] = "Writer crashed.";
+const char PROVER_CRASHED[] = "Driver prover crashed.";
+const char READER_CRASHED[] = "Driver reader crashed.";
+
 bool isAnswer(const QString& line) {
     return line == pos::ATTR_VALUE_PROVED || line == pos::ATTR_VALUE_UNKNOWN ||
            line == pos::ATTR_VALUE_DISPROVED;
@@ -58,7 +64,7 @@ void ProofDirector::writeEntry(const unsigned long long& index) {
     if (!process::runAlone({job.cmd, job.args}, tools, writer) || tools.stopping())
         return;
     if (!writer.started)
-        LogLine() << TRACE_PREFIX << "Writer had an error.";
+        LogLine() << TRACE_PREFIX << WRITER_ERROR;
     // Why it could not start, and what it wrote on standard error.
     showToolErrors("writer", job.cmd, job.positions, writer);
     const QString failure = writerFailure(job, writer);
@@ -71,14 +77,14 @@ QString ProofDirector::writerFailure(const writer_data_t& job, const process::ex
     if (!writer.started) {
         appendError(tr("Error starting secondary proof obligation generation for driver %1.")
                         .arg(driver.name));
-        return QStringLiteral("Writer had an error.");
+        return QString::fromLatin1(WRITER_ERROR);
     }
     if (writer.crashed) {
-        LogLine() << TRACE_PREFIX << "Writer crashed.";
+        LogLine() << TRACE_PREFIX << WRITER_CRASHED;
         appendError(
             tr("Secondary proof obligation generation for driver %1 crashed.").arg(driver.name));
         sayFailedJob("writer", job.cmd, job.positions, writer);
-        return QStringLiteral("Writer crashed.");
+        return QString::fromLatin1(WRITER_CRASHED);
     }
     // The exit code is not examined: the file is the writer's only answer.
     if (QFile::exists(job.po2filename))
@@ -123,10 +129,15 @@ void ProofDirector::proveEntry(const unsigned long long& index) {
     if (trace == 1)
         LogLine() << TRACE_PREFIX << "processing command output " << utf8(output);
     if (poSelector.isEmpty() && static_cast<std::size_t>(lines.size()) != job.addresses.size()) {
-        LogLine() << "Unexpected number of results. Expected: " << job.addresses.size()
-                  << " Found: " << lines.size();
+        const QString miscount =
+            QStringLiteral("Unexpected number of results. Expected: %1 Found: %2")
+                .arg(job.addresses.size())
+                .arg(lines.size());
+        LogLine() << utf8(miscount);
         appendError(tr("Unexpected number of results from driver %1 reader.").arg(driver.name));
-        sayMiscount(job.addresses, lines.size(), fromCache ? nullptr : &run, report);
+        sayMiscount(job.addresses, lines.size(), fromCache ? nullptr : &run);
+        if (report != nullptr)
+            report->failures << miscount;
         endReport(index, job, start, report);
         return;
     }
@@ -161,19 +172,19 @@ bool ProofDirector::runProverAndReader(const prover_data_t& job, process::pipeli
     showToolErrors("prover", job.cmdp, job.addresses, run.prover);
     showToolErrors("reader", job.cmdr, job.addresses, run.reader);
     if (run.prover.crashed) {
-        LogLine() << "Driver prover crashed.";
+        LogLine() << PROVER_CRASHED;
         appendError(tr("Driver %1 prover crashed.").arg(driver.name));
         sayFailedJob("prover", job.cmdp, job.addresses, run.prover);
         if (report != nullptr)
-            report->failures << QStringLiteral("Driver prover crashed.");
+            report->failures << QString::fromLatin1(PROVER_CRASHED);
         return false;
     }
     if (run.reader.crashed) {
-        LogLine() << "Driver reader crashed.";
+        LogLine() << READER_CRASHED;
         appendError(tr("Driver %1 reader crashed.").arg(driver.name));
         sayFailedJob("reader", job.cmdr, job.addresses, run.reader);
         if (report != nullptr)
-            report->failures << QStringLiteral("Driver reader crashed.");
+            report->failures << QString::fromLatin1(READER_CRASHED);
         return false;
     }
     return true;
