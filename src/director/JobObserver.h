@@ -56,6 +56,10 @@ QString nameOfSignal(int signal);
 // How a tool that ran ended, in words: "ended by signal SIGSEGV", "ended with exit code 3"
 // or why it could not start ("cannot exec 'PATH': REASON").
 QString endOfTool(const tool_end_t& tool);
+// Writes one line (a '\n' is added) to standard error in one call, past std::cerr: that
+// one flushes std::cout first, which may be blocked for good on a pipe nobody reads, and
+// the callers hold a lock that a stop needs (the saver's, the report's).
+void sayPastStdout(const std::string& line);
 
 class JobObserver {
 public:

@@ -1,5 +1,6 @@
 #include "director/StatusSaver.h"
 
+#include "director/JobObserver.h"
 #include "director/StatusSaver_p.h"
 #include "pos/pos.h"
 
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iostream>
 
 using statustext::codecOf;
 using statustext::encodesPiecewise;
@@ -243,8 +243,8 @@ void StatusSaver::reportFailure(const QString& reason) {
     if (failureReported)
         return;
     failureReported = true;
-    std::cerr << "povrun: cannot save " << path.toStdString() << ": " << reason.toStdString()
-              << std::endl;
+    director::sayPastStdout("povrun: cannot save " + path.toStdString() + ": " +
+                            reason.toStdString());
 }
 
 void StatusSaver::startBackground() {

@@ -3,7 +3,6 @@
 #include "front/RunReport.h"
 
 #include <QSaveFile>
-#include <iostream>
 
 using director::goal_result_t;
 using director::job_report_t;
@@ -104,7 +103,7 @@ bool RunReport::finishJunit() {
                             "</testsuites>\n";
     if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.commit())
         return true;
-    std::cerr << "povrun: cannot write the JUnit file " << junitFile.toStdString() << ": "
-              << file.errorString().toStdString() << std::endl;
+    director::sayPastStdout("povrun: cannot write the JUnit file " + junitFile.toStdString() +
+                            ": " + file.errorString().toStdString());
     return false;
 }

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <unistd.h>
 
 using director::goal_result_t;
@@ -95,8 +94,8 @@ RunReport::RunReport(const QString& reportFile, const QString& junitFile,
         return;
     json.setFileName(reportFile + QStringLiteral(".tmp-%1").arg(::getpid()));
     if (!json.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        std::cerr << "povrun: cannot write the report " << reportFile.toStdString() << ": "
-                  << json.errorString().toStdString() << std::endl;
+        director::sayPastStdout("povrun: cannot write the report " + reportFile.toStdString() +
+                                ": " + json.errorString().toStdString());
         return;
     }
     const QJsonObject head{{"format", 1},
@@ -118,8 +117,8 @@ RunReport::~RunReport() {
 
 void RunReport::writeJson(const QByteArray& bytes) {
     if (json.isOpen() && json.write(bytes) != bytes.size()) {
-        std::cerr << "povrun: cannot write the report " << reportFile.toStdString() << ": "
-                  << json.errorString().toStdString() << std::endl;
+        director::sayPastStdout("povrun: cannot write the report " + reportFile.toStdString() +
+                                ": " + json.errorString().toStdString());
         json.close();
         json.remove();
     }
@@ -222,8 +221,8 @@ bool RunReport::finishJson() {
     if (::rename(QFile::encodeName(json.fileName()).constData(),
                  QFile::encodeName(reportFile).constData()) == 0)
         return true;
-    std::cerr << "povrun: cannot write the report " << reportFile.toStdString() << ": "
-              << std::strerror(errno) << std::endl;
+    director::sayPastStdout("povrun: cannot write the report " + reportFile.toStdString() + ": " +
+                            std::strerror(errno));
     json.remove();
     return false;
 }

@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <gtest/gtest.h>
+#include <iostream>
+#include <streambuf>
 #include <sys/mount.h>
 
 // The bytes the whole document serialises to, the way a .pos has always been written.
@@ -46,6 +48,15 @@ static QByteArray shapedPos(const QByteArray& encoding) {
 // way to UTF-8. On a full file system (a small tmpfs, where root may mount one) a save fails,
 // is said once, keeps the old file and is retried by the next save. A file gone is not
 // created again.
+// Stands for standard output, and counts how often it was flushed.
+struct FlushCounter : std::streambuf {
+    int flushes = 0;
+    int sync() override {
+        ++flushes;
+        return 0;
+    }
+};
+
 TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
     bool fullDiskTried = false;
     for (const QByteArray encoding : {"", "UTF-8", "ISO-8859-1", "ISO'8859-1", "no-such-codec"}) {
@@ -54,6 +65,14 @@ TEST(StatusSaver, WritesTheWholeDocumentsBytesAndRetriesAFailedSave) {
         const QByteArray where = dir.path().toLocal8Bit();
         const bool small = mount("tmpfs", where, "tmpfs", 0, "size=64k") == 0;
         const auto unmount = qScopeGuard([&] { umount(where); });
+        // Failures are said without flushing standard output, which may be a pipe nobody
+        // reads: the saver's lock, held meanwhile, is one a stop needs.
+        FlushCounter output;
+        std::streambuf* const stdoutBuffer = std::cout.rdbuf(&output);
+        const auto giveBack = qScopeGuard([&] {
+            std::cout.rdbuf(stdoutBuffer);
+            EXPECT_EQ(output.flushes, 0);
+        });
         const QString path = dir.filePath("comp.pos"), target = dir.filePath("real.pos");
         ASSERT_TRUE(QFile::link(target, path));
         const QByteArray before = shapedPos(encoding);
