@@ -58,21 +58,24 @@ bool readGroup(QXmlStreamReader& xml, Group& group) {
     return !xml.hasError();
 }
 
-bool readRoot(QXmlStreamReader& xml, ObligationFile& file) {
+bool readRoot(QXmlStreamReader& xml, ObligationFile& file, const std::set<std::size_t>* wanted) {
     if (!xml.readNextStartElement() || xml.name() != QLatin1String("obligations")) {
         if (!xml.hasError())
             xml.raiseError(QStringLiteral("the root element must be <obligations>"));
         return false;
     }
     file.component = xml.attributes().value(QStringLiteral("component")).toString();
-    while (xml.readNextStartElement()) {
+    while ((wanted == nullptr || (!wanted->empty() && file.groups.size() <= *wanted->rbegin())) &&
+           xml.readNextStartElement()) {
         if (xml.name() != QLatin1String("group")) {
             xml.raiseError(
                 QStringLiteral("unexpected <%1> in <obligations>").arg(xml.name().toString()));
             return false;
         }
         file.groups.emplace_back();
-        if (!readGroup(xml, file.groups.back()))
+        if (wanted != nullptr && wanted->count(file.groups.size() - 1) == 0)
+            xml.skipCurrentElement();
+        else if (!readGroup(xml, file.groups.back()))
             return false;
     }
     return !xml.hasError();
@@ -80,7 +83,8 @@ bool readRoot(QXmlStreamReader& xml, ObligationFile& file) {
 
 } // namespace
 
-bool readObligationFile(const QString& path, ObligationFile& file, QString& error) {
+bool readObligationFile(const QString& path, ObligationFile& file, QString& error,
+                        const std::set<std::size_t>* wanted) {
     QFile input(path);
     if (!input.open(QIODevice::ReadOnly)) {
         error = QStringLiteral("%1: %2").arg(path, input.errorString());
@@ -88,7 +92,7 @@ bool readObligationFile(const QString& path, ObligationFile& file, QString& erro
     }
     file = ObligationFile();
     QXmlStreamReader xml(&input);
-    if (readRoot(xml, file))
+    if (readRoot(xml, file, wanted))
         return true;
     error = QStringLiteral("%1:%2: %3").arg(path).arg(xml.lineNumber()).arg(xml.errorString());
     return false;

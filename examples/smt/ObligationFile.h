@@ -16,6 +16,8 @@
 
 #include <QString>
 #include <QStringList>
+#include <cstddef>
+#include <set>
 #include <vector>
 
 namespace smt {
@@ -41,6 +43,10 @@ struct ObligationFile {
 // Reads the file at path into file. On failure returns false, leaves file in an unspecified
 // state and sets error to one line "path:line: what went wrong" (no line for an unreadable
 // file). Element texts are kept as written, trimmed of surrounding white space.
-bool readObligationFile(const QString& path, ObligationFile& file, QString& error);
+// With `wanted`, the groups it does not name are left empty, unchecked, and reading stops
+// after the last one it names: a writer asked for a few goals of a large file reads only
+// as far as they are.
+bool readObligationFile(const QString& path, ObligationFile& file, QString& error,
+                        const std::set<std::size_t>* wanted = nullptr);
 
 } // namespace smt

@@ -67,7 +67,10 @@ QString parseArgs(const QStringList& words, WriterArgs& args) {
 int writeScript(const WriterArgs& args) {
     smt::ObligationFile file;
     QString error;
-    if (!smt::readObligationFile(args.input, file, error)) {
+    std::set<std::size_t> groups;
+    for (const smt::Address& address : args.addresses)
+        groups.insert(address.first);
+    if (!smt::readObligationFile(args.input, file, error, &groups)) {
         std::fprintf(stderr, "smtwriter: %s\n", qUtf8Printable(error));
         return 1;
     }
