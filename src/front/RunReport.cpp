@@ -1,5 +1,7 @@
 #include "front/RunReport.h"
 
+#include "front/JsonText.h"
+
 #include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -21,10 +23,6 @@ constexpr int ERRORS_REPORTED = 4096;
 constexpr std::size_t SLOWEST_KEPT = 10;
 const QString NO_ANSWER = QStringLiteral("none");
 
-QJsonValue textOrNull(const QString& text) {
-    return text.isNull() ? QJsonValue() : QJsonValue(text);
-}
-
 QString cappedErrors(const QByteArray& errors) {
     QString text = QString::fromUtf8(errors.left(ERRORS_REPORTED));
     if (errors.size() > ERRORS_REPORTED)
@@ -32,49 +30,45 @@ QString cappedErrors(const QByteArray& errors) {
     return text;
 }
 
-QJsonObject toolJson(const tool_end_t& tool) {
-    QJsonObject object{{"command", tool.command}, {"stderr", cappedErrors(tool.errors)}};
-    if (!tool.ran) {
-        object["end"] = "not run";
-    } else if (!tool.started) {
-        object["end"] = "not started";
-        object["reason"] = tool.failure;
-    } else if (tool.crashed) {
-        object["end"] = "signal";
-        object["signal"] = director::nameOfSignal(tool.signal);
-    } else {
-        object["end"] = "exit";
-        object["exit_code"] = tool.code;
-    }
-    return object;
+// Members in name order, as everywhere in the report.
+void writeTool(JsonText& json, const char* role, const tool_end_t& tool) {
+    json.key(role).beginObject().key("command").value(tool.command).key("end");
+    if (!tool.ran)
+        json.value("not run");
+    else if (!tool.started)
+        json.value("not started").key("reason").value(tool.failure);
+    else if (tool.crashed)
+        json.value("signal").key("signal").value(director::nameOfSignal(tool.signal));
+    else
+        json.value("exit").key("exit_code").value(std::int64_t{tool.code});
+    json.key("stderr").value(cappedErrors(tool.errors)).endObject();
 }
 
 QString goalName(const goal_result_t& goal) {
     return QString::fromStdString(goal.group) + QLatin1Char('.') + QString::number(goal.number);
 }
 
-QJsonObject jobJson(const job_report_t& job) {
-    QJsonArray goals;
-    for (const goal_result_t& goal : job.goals)
-        goals.append(QJsonObject{{"group", QString::fromStdString(goal.group)},
-                                 {"number", static_cast<qint64>(goal.number)},
-                                 {"answer", textOrNull(goal.answer)},
-                                 {"reader_line", textOrNull(goal.line)},
-                                 {"before", pos::strOfProofStatus(goal.before)},
-                                 {"after", pos::strOfProofStatus(goal.after)}});
-    return QJsonObject{
-        {"mechanism", QString::fromStdString(job.mechanism)},
-        {"driver", job.driver},
-        {"goals", goals},
-        {"from_cache", job.fromCache},
-        {"writer_seconds", job.writerSeconds},
-        {"prover_seconds", job.proverSeconds},
-        {"secondary_file", job.secondaryFile},
-        {"failures", QJsonArray::fromStringList(job.failures)},
-        {"tools", QJsonObject{{"writer", toolJson(job.writer)},
-                              {"prover", toolJson(job.prover)},
-                              {"reader", toolJson(job.reader)}}},
-    };
+QByteArray jobJson(const job_report_t& job) {
+    JsonText json;
+    json.beginObject().key("driver").value(job.driver).key("failures").value(job.failures);
+    json.key("from_cache").value(job.fromCache).key("goals").beginArray();
+    for (const goal_result_t& goal : job.goals) {
+        json.beginObject().key("after").value(pos::strOfProofStatus(goal.after));
+        json.key("answer").valueOrNull(goal.answer);
+        json.key("before").value(pos::strOfProofStatus(goal.before));
+        json.key("group").value(QString::fromStdString(goal.group));
+        json.key("number").value(static_cast<std::int64_t>(goal.number));
+        json.key("reader_line").valueOrNull(goal.line).endObject();
+    }
+    json.endArray().key("mechanism").value(QString::fromStdString(job.mechanism));
+    json.key("prover_seconds").value(job.proverSeconds);
+    json.key("secondary_file").value(job.secondaryFile);
+    json.key("tools").beginObject();
+    writeTool(json, "prover", job.prover);
+    writeTool(json, "reader", job.reader);
+    writeTool(json, "writer", job.writer);
+    json.endObject().key("writer_seconds").value(job.writerSeconds).endObject();
+    return json.bytes();
 }
 
 QJsonObject countsJson(const std::map<QString, std::size_t>& counts) {
@@ -143,8 +137,7 @@ void RunReport::jobEnded(const job_report_t& job) {
     std::lock_guard<std::mutex> lock(mutex);
     if (finished)
         return;
-    writeJson((firstJob ? "\n" : ",\n") +
-              QJsonDocument(jobJson(job)).toJson(QJsonDocument::Compact));
+    writeJson((firstJob ? "\n" : ",\n") + jobJson(job));
     firstJob = false;
     countJob(job);
     addTestCases(job);
