@@ -8,28 +8,15 @@ void JsonText::separate() {
     first = false;
 }
 
-JsonText& JsonText::beginObject() {
+JsonText& JsonText::open(char bracket) {
     separate();
-    text += '{';
+    text += bracket;
     first = true;
     return *this;
 }
 
-JsonText& JsonText::endObject() {
-    text += '}';
-    first = false;
-    return *this;
-}
-
-JsonText& JsonText::beginArray() {
-    separate();
-    text += '[';
-    first = true;
-    return *this;
-}
-
-JsonText& JsonText::endArray() {
-    text += ']';
+JsonText& JsonText::close(char bracket) {
+    text += bracket;
     first = false;
     return *this;
 }

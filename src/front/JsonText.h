@@ -12,10 +12,10 @@
 
 class JsonText {
 public:
-    JsonText& beginObject();
-    JsonText& endObject();
-    JsonText& beginArray();
-    JsonText& endArray();
+    JsonText& beginObject() { return open('{'); }
+    JsonText& endObject() { return close('}'); }
+    JsonText& beginArray() { return open('['); }
+    JsonText& endArray() { return close(']'); }
     // The name of the next member of the object being written.
     JsonText& key(const char* name);
 
@@ -31,6 +31,8 @@ public:
 
 private:
     void separate(); // a comma before any but the first item of an object or an array
+    JsonText& open(char bracket);
+    JsonText& close(char bracket);
     void appendString(const QString& text);
 
     QByteArray text;
