@@ -59,8 +59,8 @@ private:
     bool readToken(char& byte, std::string& failure);
     void waitForSlot();
 
-    int fd = -1;     // our own non-blocking, close-on-exec descriptor of make's pipe
-    int wakeFd = -1; // an eventfd that says "the implicit slot is free"
+    int fd = -1;       // our own non-blocking, close-on-exec descriptor of make's pipe
+    int wakeFd = -1;   // an eventfd that says "the implicit slot is free"
     std::string state; // which case applied, for the trace
     // Guards held, implicitFree and broken; never held while waiting.
     std::mutex mutex;

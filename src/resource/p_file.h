@@ -45,9 +45,9 @@ public:
 
     /* Appends the lines of the file on disk, numbered after the lines already held. Only
        lines ended by '\n' count (an unfinished last line is
-       dropped with "FILE:N: Resource line ignored: ..." on stderr), and no more bytes are read than `stat` reported, so a
-       file that grows meanwhile is read as it was. Returns the first line of the file, or
-       null when it cannot be read, a directory included (message on stderr), or is
+       dropped with "FILE:N: Resource line ignored: ..." on stderr), and no more bytes are read than
+       `stat` reported, so a file that grows meanwhile is read as it was. Returns the first line of
+       the file, or null when it cannot be read, a directory included (message on stderr), or is
        empty. */
     T_resource_line *load();
     /* Renames the file on disk to its name followed by '~', then writes every line.

@@ -6,8 +6,8 @@
 
 #include <QFile>
 #include <QSet>
-#include <tuple>
 #include <gtest/gtest.h>
+#include <tuple>
 
 using scene::POS;
 using scene::Scene;

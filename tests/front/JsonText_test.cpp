@@ -14,7 +14,8 @@ TEST(JsonText, WritesWhatQtWritesForTheSameValues) {
         "",
         "plain",
         "quote \" backslash \\ slash /",
-        QString::fromUtf8("caf\xc3\xa9 \xe4\xb8\xad \xf0\x9f\x98\x80"), // two and more bytes, a pair
+        // Two-, three- and four-byte UTF-8: the last one a surrogate pair in a QString.
+        QString::fromUtf8("caf\xc3\xa9 \xe4\xb8\xad \xf0\x9f\x98\x80"),
         QString("\b\f\n\r\t") + QChar(1) + QChar(0x1f) + QChar(0x7f) + QChar(0),
     };
     const double numbers[] = {0.0, 3.0, 0.1, 0.000835969, 1e-7, 123456789.125, -2.5, 1e300};
