@@ -105,12 +105,8 @@ void watchSignals() {
     stoppath::jobSlots().handBackForExit();
     if (RunReport* report = activeReport.load())
         report->finish();
-    // Not through std::cerr: it flushes std::cout first, which may be a pipe nobody reads.
-    const std::string said = "povrun: interrupted by " +
-                             director::nameOfSignal(byte).toStdString() + "; " +
-                             std::to_string(answers) + " answers saved\n";
-    ssize_t written = write(STDERR_FILENO, said.data(), said.size());
-    (void)written;
+    director::sayPastStdout("povrun: interrupted by " + director::nameOfSignal(byte).toStdString() +
+                            "; " + std::to_string(answers) + " answers saved");
     endBySignal(static_cast<unsigned char>(byte));
 }
 
